@@ -1,0 +1,16 @@
+# One set of flags for all code of the project; warnings are errors with gcc and clang alike.
+add_library(nas_flags INTERFACE)
+target_compile_options(nas_flags INTERFACE
+  -Wall -Wextra -Werror -Wpedantic -Wshadow -Wformat=2 -Wcast-qual -Wundef -Wvla
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wuseless-cast>
+  $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  target_compile_options(nas_flags INTERFACE -Wno-unknown-warning-option)
+endif()
+# scandir and stat fail on large inodes and files of a 32-bit system otherwise.
+target_compile_definitions(nas_flags INTERFACE _FILE_OFFSET_BITS=64)
+if(NAS_SANITIZE)
+  target_compile_options(nas_flags INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(nas_flags INTERFACE -fsanitize=address,undefined)
+endif()
