@@ -1,0 +1,19 @@
+/* The whole interface of libnas. Every function has C linkage and may be called from any process that
+ * also loads the host's operations (declared below src/platform). The library keeps no state between
+ * calls; it is not made for several threads of one process. */
+#ifndef NAS_NAS_H
+#define NAS_NAS_H
+
+#include "nas/entware.h"
+#include "nas/cloud.h"
+#include "nas/ftp.h"
+#include "nas/media.h"
+#include "nas/mount.h"
+#include "nas/partition.h"
+#include "nas/samba.h"
+#include "nas/service.h"
+#include "nas/torrent.h"
+#include "nas/util.h"
+#include "nas/web.h"
+
+#endif
