@@ -2,9 +2,9 @@
 #ifndef NAS_CLOUD_H
 #define NAS_CLOUD_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct CloudShareConfig {
     int enable;
@@ -18,7 +18,6 @@ struct CloudShareConfig {
 int get_rsync_config(struct CloudShareConfig *config);
 int get_nalvexcloud_config(struct CloudShareConfig *config);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

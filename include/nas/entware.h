@@ -2,9 +2,9 @@
 #ifndef NAS_ENTWARE_H
 #define NAS_ENTWARE_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct EntwareConfig {
     int run;
@@ -18,7 +18,6 @@ int get_entware_config(struct EntwareConfig *config);
 /* This version builds no environment, so there is nothing to take down. Returns 0. */
 int fini_entware(void);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

@@ -2,9 +2,9 @@
 #ifndef NAS_FTP_H
 #define NAS_FTP_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct FtpdConfig {
     int enable;
@@ -18,7 +18,6 @@ struct FtpdConfig {
 /* This version does not run the service: the record is cleared, switched off. Returns 0. */
 int get_ftpd_config(struct FtpdConfig *config);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

@@ -6,9 +6,9 @@
 #ifndef NAS_MEDIA_H
 #define NAS_MEDIA_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct MediaConfig {
     int enabled;
@@ -48,7 +48,6 @@ int touch_media_db(void);
  * line feed. Waits up to eight seconds for the old server. Returns 0. */
 int media_callback(const char *mode);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

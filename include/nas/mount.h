@@ -7,11 +7,11 @@
 #ifndef NAS_MOUNT_H
 #define NAS_MOUNT_H
 
+#include "nas/decls.h"
+
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+NAS_BEGIN_DECLS
 
 /* One mounted volume. Texts that do not fit are cut. */
 struct MountEntry {
@@ -64,7 +64,6 @@ int check_process_mount(const char *process, const char *text);
  * (NAS_FUSE_LABEL_SIZE bytes) and returns 1; "UNKNOWN" and 0 when none does. */
 int get_fuse_fsname(const char *text, char *label);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

@@ -7,11 +7,11 @@
 #ifndef NAS_PARTITION_H
 #define NAS_PARTITION_H
 
+#include "nas/decls.h"
+
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+NAS_BEGIN_DECLS
 
 enum { NAS_DEVICE_NAME_SIZE = 128 };
 
@@ -56,7 +56,6 @@ int sleep_hdd(const char *disk);
  * superuser included; 0 when none is. */
 uint64_t get_fs_available_size(const char *mount_point);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

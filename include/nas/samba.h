@@ -2,9 +2,9 @@
 #ifndef NAS_SAMBA_H
 #define NAS_SAMBA_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct SambaConfig {
     int enabled;
@@ -19,7 +19,6 @@ struct SambaConfig {
 /* This version does not run the service: the record is cleared, switched off. Returns 0. */
 int get_samba_config(struct SambaConfig *config);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

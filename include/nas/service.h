@@ -6,9 +6,9 @@
 #ifndef NAS_SERVICE_H
 #define NAS_SERVICE_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct ProcessList; /* the host's list of running processes */
 
@@ -93,7 +93,6 @@ int kill_service(const char *name);
  * Returns 0 (also when it gave up); -1 for an unknown name, without running anything. */
 int kill_and_wait_service(const char *name, int bounded, unsigned max_waits);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

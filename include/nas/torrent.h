@@ -2,9 +2,9 @@
 #ifndef NAS_TORRENT_H
 #define NAS_TORRENT_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct TorrentConfig {
     int enabled;
@@ -17,7 +17,6 @@ struct TorrentConfig {
 /* This version does not run the service: the record is cleared, switched off; `config` may be null. Returns 0. */
 int get_torrent_config(struct TorrentConfig *config);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

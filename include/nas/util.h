@@ -2,13 +2,13 @@
 #ifndef NAS_UTIL_H
 #define NAS_UTIL_H
 
+#include "nas/decls.h"
+
 #include <dirent.h>
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+NAS_BEGIN_DECLS
 
 /* Copies `src` (null: the empty text) into `dst`, which must be large enough. Returns `dst`; null, and
  * nothing is copied, when `dst` is null. */
@@ -58,7 +58,6 @@ int iconv_to_local(const char *src, char *dst, int length);
 /* Tells the media server that its database is out of date (touch_media_db). Returns 1. */
 int update_time_for_nas(void);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif

@@ -2,9 +2,9 @@
 #ifndef NAS_WEB_H
 #define NAS_WEB_H
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "nas/decls.h"
+
+NAS_BEGIN_DECLS
 
 struct UrlServiceConfig {
     int enable;
@@ -15,7 +15,6 @@ struct UrlServiceConfig {
 /* This version does not run the service: the record is cleared, switched off; `config` may be null. Returns 0. */
 int get_urlsvc_config(struct UrlServiceConfig *config);
 
-#ifdef __cplusplus
-}
-#endif
+NAS_END_DECLS
+
 #endif
