@@ -1,0 +1,23 @@
+// Ids of the events that the user sees; their texts live in the host's language files.
+#ifndef NAS_SUPPORT_MESSAGE_H
+#define NAS_SUPPORT_MESSAGE_H
+
+#include "platform/request.h"
+
+namespace nas
+{
+
+inline constexpr char event_disk_not_mounted[] = "@{105}";
+inline constexpr char event_started[] = "@{106}";
+inline constexpr char event_stopped[] = "@{107}";
+
+inline constexpr char source_media[] = "@{100}";
+
+inline void log_event(const char *event, const char *source)
+{
+    syslog_msg(1, event, source);
+}
+
+} // namespace nas
+
+#endif

@@ -1,0 +1,23 @@
+// How a service's callback was called.
+#ifndef NAS_SUPPORT_MODE_H
+#define NAS_SUPPORT_MODE_H
+
+#include <string_view>
+
+namespace nas
+{
+
+struct CallMode {
+    bool forced;  // start the daemon even when the service is switched off
+    bool nomount; // stop it and leave it stopped
+};
+
+inline CallMode read_mode(const char *mode)
+{
+    const std::string_view word = mode != nullptr ? mode : "";
+    return {.forced = word == "forced", .nomount = word == "nomount"};
+}
+
+} // namespace nas
+
+#endif

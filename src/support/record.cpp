@@ -1,0 +1,48 @@
+#include "support/record.h"
+
+#include "support/text.h"
+
+#include <cstring>
+
+namespace nas
+{
+
+bool read_record(Record &record, const char *key)
+{
+    record.text[0] = '\0';
+    record.next = record.text;
+    return iconfig_get_value_direct(key, record.text) != -1;
+}
+
+// Cuts the next field out of the record; null when it is missing.
+static const char *next_field(Record &record)
+{
+    char *field = record.next;
+    const size_t length = strcspn(field, ",");
+    record.next += length;
+    if (*record.next == ',')
+        *record.next++ = '\0';
+    return length > 0 ? field : nullptr;
+}
+
+int next_int(Record &record, int missing)
+{
+    const char *field = next_field(record);
+    return field != nullptr ? parse_int(field) : missing;
+}
+
+void next_text(Record &record, std::span<char> to, const char *missing)
+{
+    const char *field = next_field(record);
+    copy_text(to, field != nullptr ? field : missing);
+}
+
+bool read_config_text(const char *key, std::span<char> to)
+{
+    char value[NAS_STORE_VALUE_SIZE] = "";
+    const bool found = iconfig_get_value_direct(key, value) != -1;
+    copy_text(to, found ? value : "");
+    return found;
+}
+
+} // namespace nas

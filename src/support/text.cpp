@@ -1,0 +1,103 @@
+#include "support/text.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace nas
+{
+
+void copy_text(std::span<char> to, std::string_view from)
+{
+    if (to.empty())
+        return;
+    const size_t length = std::min(from.size(), to.size() - 1);
+    memcpy(to.data(), from.data(), length);
+    to[length] = '\0';
+}
+
+void format_text(std::span<char> to, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(to.data(), to.size(), format, arguments);
+    va_end(arguments);
+}
+
+void end_at_line_feed(char *text)
+{
+    text[strcspn(text, "\n")] = '\0';
+}
+
+bool begins_with(const char *text, std::string_view prefix)
+{
+    return strncmp(text, prefix.data(), prefix.size()) == 0;
+}
+
+int parse_int(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+TextBuffer::~TextBuffer()
+{
+    free(data);
+}
+
+// Makes room for `more` characters and the terminator.
+static bool reserve(TextBuffer &text, size_t more)
+{
+    if (text.cut)
+        return false;
+    const size_t needed = text.length + more + 1;
+    if (needed <= text.size)
+        return true;
+    const size_t grown = std::max(needed, text.size * 2);
+    char *data = static_cast<char *>(realloc(text.data, grown));
+    if (data == nullptr) {
+        text.cut = true;
+        return false;
+    }
+    text.data = data;
+    text.size = grown;
+    return true;
+}
+
+bool allocate(TextBuffer &text, size_t size)
+{
+    text.data = static_cast<char *>(malloc(size));
+    if (text.data == nullptr)
+        return false;
+    text.data[0] = '\0';
+    text.size = size;
+    return true;
+}
+
+void append(TextBuffer &text, std::string_view piece)
+{
+    if (!reserve(text, piece.size()))
+        return;
+    memcpy(text.data + text.length, piece.data(), piece.size());
+    text.length += piece.size();
+    text.data[text.length] = '\0';
+}
+
+void appendf(TextBuffer &text, const char *format, ...)
+{
+    va_list arguments, again;
+    va_start(arguments, format);
+    va_copy(again, arguments);
+    const int length = vsnprintf(nullptr, 0, format, arguments);
+    va_end(arguments);
+    if (length > 0 && reserve(text, static_cast<size_t>(length))) {
+        vsnprintf(text.data + text.length, text.size - text.length, format, again);
+        text.length += static_cast<size_t>(length);
+    }
+    va_end(again);
+}
+
+} // namespace nas
