@@ -1,0 +1,171 @@
+#include "nas/mount.h"
+
+#include "platform/process.h"
+#include "storage/disk.h"
+#include "storage/mount_table.h"
+#include "support/text.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <sys/vfs.h>
+
+using namespace nas;
+
+// What is used of what users can have, as df computes it.
+static int used_percent(uint64_t used_blocks, uint64_t available_blocks)
+{
+    const uint64_t reachable = used_blocks + available_blocks;
+    if (reachable == 0)
+        return 0;
+    return static_cast<int>(std::min<uint64_t>((used_blocks * 100 + reachable / 2) / reachable, 100));
+}
+
+static void fill_sizes(MountEntry &entry, const char *mount_point)
+{
+    struct statfs fs;
+    if (statfs(mount_point, &fs) != 0 || fs.f_blocks == 0)
+        return;
+    const uint64_t block_size = static_cast<uint64_t>(fs.f_bsize);
+    const uint64_t blocks = fs.f_blocks;
+    const uint64_t free_blocks = std::min<uint64_t>(fs.f_bfree, blocks);
+    entry.total = blocks * block_size;
+    entry.used = (blocks - free_blocks) * block_size;
+    entry.free = free_blocks * block_size;
+    entry.used_percent = used_percent(blocks - free_blocks, fs.f_bavail);
+}
+
+static MountEntry *make_entry(const Volume &volume)
+{
+    auto *entry = static_cast<MountEntry *>(calloc(1, sizeof(MountEntry)));
+    if (entry == nullptr)
+        return nullptr;
+    copy_text(entry->disk, volume.disk);
+    copy_text(entry->device, volume.device);
+    copy_text(entry->mount_point, volume.mount.mount_point);
+    copy_text(entry->folder, volume.folder);
+    copy_text(entry->fstype, volume.mount.fstype);
+    copy_text(entry->bus, "usb");
+    fill_sizes(*entry, volume.mount.mount_point);
+    return entry;
+}
+
+static void append_entry(MountList &list, MountEntry *entry)
+{
+    if (list.last != nullptr)
+        list.last->next = entry;
+    else
+        list.first = entry;
+    list.last = entry;
+    list.count++;
+}
+
+int get_mount_list(MountList *list, const char *disk)
+{
+    *list = {};
+    MountTable table;
+    open_mount_table(table);
+    for (Volume volume; next_volume(table, volume, disk);) {
+        MountEntry *entry = make_entry(volume);
+        if (entry == nullptr)
+            break;
+        append_entry(*list, entry);
+    }
+    return static_cast<int>(list->count);
+}
+
+int free_mount_list(MountList *list)
+{
+    for (MountEntry *entry = list->first; entry != nullptr;) {
+        MountEntry *next = entry->next;
+        free(entry);
+        entry = next;
+    }
+    return 0;
+}
+
+int get_num_of_mountdev(const char *disk)
+{
+    MountTable table;
+    open_mount_table(table);
+    int count = 0;
+    for (Volume volume; next_volume(table, volume, disk);)
+        count++;
+    return count;
+}
+
+// The device's name without the folder that device nodes live in; null for a path too short to have one.
+static const char *device_behind_prefix(const char *path)
+{
+    static constexpr std::string_view mapper = "/dev/mapper/", dev = "/dev/";
+    if (begins_with(path, mapper))
+        return path + mapper.size();
+    // Whatever the first five characters are, they count as the folder.
+    return strlen(path) >= dev.size() ? path + dev.size() : nullptr;
+}
+
+int get_mtab_info(const char *dev, char *fstype, char *mount_point)
+{
+    MountTable table;
+    open_mount_table(table);
+    int found = 0;
+    for (MountLine mount; next_mount(table, mount);) {
+        const char *device = device_behind_prefix(mount.device);
+        if (device == nullptr || strcmp(device, dev) != 0)
+            continue;
+        if (mount_point != nullptr)
+            copy_text({mount_point, NAS_MOUNT_POINT_SIZE}, mount.mount_point);
+        if (mount.fstype[0] == '\0')
+            continue;
+        if (fstype != nullptr)
+            copy_text({fstype, NAS_FSTYPE_SIZE}, mount.fstype);
+        found = 1;
+    }
+    return found;
+}
+
+int get_mount_devpath(const char *mount_point, char *dev)
+{
+    MountTable table;
+    open_mount_table(table);
+    for (MountLine mount; next_mount(table, mount);) {
+        if (strcmp(mount.mount_point, mount_point) != 0)
+            continue;
+        if (dev != nullptr)
+            copy_text({dev, NAS_MOUNT_POINT_SIZE}, mount.device);
+        return 1;
+    }
+    if (dev != nullptr)
+        dev[0] = '\0';
+    return 0;
+}
+
+bool nas::is_disk_mounted(const char *disk)
+{
+    char mount_point[128];
+    format_text(mount_point, "/tmp/mnt/%s", disk);
+    return get_mount_devpath(mount_point, nullptr) == 1;
+}
+
+int check_process_mount(const char *process, const char *text)
+{
+    ProcessList list = {};
+    get_process_list(process, &list, 0);
+    int found = 0;
+    for (const ProcessEntry *entry = list.first; entry != nullptr && found == 0; entry = entry->next)
+        found = strstr(entry->cmdline, text) != nullptr;
+    free_process_list(&list);
+    return found;
+}
+
+int get_fuse_fsname(const char *text, char *label)
+{
+    const char *name = "UNKNOWN";
+    if (check_process_mount("ntfs-3g", text) == 1)
+        name = "NTFS";
+    else if (check_process_mount("mount.exfat-fuse", text) == 1)
+        name = "ExFAT";
+    copy_text({label, NAS_FUSE_LABEL_SIZE}, name);
+    return strcmp(name, "UNKNOWN") != 0;
+}

@@ -1,0 +1,158 @@
+#include "nas/partition.h"
+
+#include "platform/process.h"
+#include "storage/mount_table.h"
+#include "support/line_reader.h"
+#include "support/shell.h"
+#include "support/text.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <sys/vfs.h>
+
+using namespace nas;
+
+using PartitionLine = char[256];
+
+static File open_partition_table()
+{
+    return File(fopen("/proc/partitions", "r"));
+}
+
+// A drive has a letter behind its family.
+static bool is_drive(const char *name, std::string_view family)
+{
+    return begins_with(name, family) && name[family.size()] != '\0';
+}
+
+int get_block_devidx(const char *name)
+{
+    if (is_drive(name, "hd") || is_drive(name, "sd"))
+        return parse_int(name + 3);
+    if (begins_with(name, "sr"))
+        return parse_int(name + 2);
+    return -1;
+}
+
+int make_dev_node(const char *name)
+{
+    const int index = get_block_devidx(name);
+    if (index == -1)
+        return -1;
+    char disk[4];
+    copy_text(disk, name);
+    if (is_drive(name, "hd")) {
+        // The disk's node is always made with minor 0, the partition's with its own.
+        system2("/bin/mknod -m 660 /dev/%s b 22 0", disk);
+        system2("/bin/mknod -m 660 /dev/%s b 22 %d", name, (name[2] - 'c') * 64 + index);
+    } else if (is_drive(name, "sd")) {
+        const int first_minor = (name[2] - 'a') * 16;
+        system2("/bin/mknod -m 660 /dev/%s b 8 %d", disk, first_minor);
+        system2("/bin/mknod -m 660 /dev/%s b 8 %d", name, first_minor + index);
+    }
+    return 0;
+}
+
+int parse_devname(const char *name, char *disk, int *num)
+{
+    char work[NAS_DEVICE_NAME_SIZE];
+    copy_text(work, name);
+    // A 0 does not begin a number: "sr0" is a whole disk.
+    char *number = strpbrk(work, "123456789");
+    if (number != nullptr) {
+        if (num != nullptr)
+            *num = parse_int(number);
+        *number = '\0';
+    }
+    copy_text({disk, NAS_DEVICE_NAME_SIZE}, work);
+    return number != nullptr;
+}
+
+// How many lines contain the name; -1 when the table cannot be read.
+static int count_lines(const char *name)
+{
+    const File table = open_partition_table();
+    if (!table)
+        return -1;
+    int count = 0;
+    for (PartitionLine line; next_line(table, line);)
+        if (strstr(line, name) != nullptr)
+            count++;
+    return count;
+}
+
+unsigned get_partition_num(const char *name)
+{
+    const int lines = count_lines(name);
+    return lines == -1 ? 0 : static_cast<unsigned>(lines) - 1;
+}
+
+int get_blockdev_exist(const char *name)
+{
+    return count_lines(name) > 0;
+}
+
+int get_partition_lastidx(const char *disk)
+{
+    const File table = open_partition_table();
+    int last = 0;
+    for (PartitionLine line; next_line(table, line);)
+        if (const char *found = strstr(line, disk)) {
+            const int index = parse_int(found + strlen(disk));
+            if (index > last)
+                last = index;
+        }
+    return last;
+}
+
+uint64_t get_partition_numofblock(const char *name)
+{
+    const File table = open_partition_table();
+    for (PartitionLine line; next_line(table, line);) {
+        char *rest = line;
+        const char *major = strtok_r(rest, " \t", &rest);
+        const char *minor = strtok_r(nullptr, " \t", &rest);
+        const char *blocks = strtok_r(nullptr, " \t", &rest);
+        if (major == nullptr || minor == nullptr || blocks == nullptr)
+            continue;
+        const char *device = strtok_r(nullptr, " ", &rest);
+        if (device != nullptr && strcmp(device, name) == 0)
+            return strtoull(blocks, nullptr, 10);
+    }
+    return 0;
+}
+
+int is_fdd_type(const char *disk)
+{
+    return count_lines(disk) == 1;
+}
+
+int sleep_all_hdd(void)
+{
+    system2("/sbin/hdparm -y /dev/sda");
+    return 0;
+}
+
+int sleep_hdd(const char *disk)
+{
+    char quoted_disk[32];
+    sf_strncpy(quoted_disk, disk, sizeof quoted_disk);
+    quote_r(quoted_disk, sizeof quoted_disk);
+    return system2("/sbin/hdparm -y /dev/%s", quoted_disk);
+}
+
+uint64_t get_fs_available_size(const char *mount_point)
+{
+    MountTable table;
+    open_mount_table(table);
+    for (Volume volume; next_volume(table, volume, nullptr);) {
+        if (strcmp(volume.mount.mount_point, mount_point) != 0)
+            continue;
+        struct statfs fs;
+        if (statfs(mount_point, &fs) != 0)
+            return 0;
+        return uint64_t{fs.f_bfree} * static_cast<uint64_t>(fs.f_bsize);
+    }
+    return 0;
+}
