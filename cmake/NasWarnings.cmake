@@ -2,11 +2,8 @@
 add_library(nas_flags INTERFACE)
 target_compile_options(nas_flags INTERFACE
   -Wall -Wextra -Werror -Wpedantic -Wshadow -Wformat=2 -Wcast-qual -Wundef -Wvla
-  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast -Wuseless-cast>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Wold-style-cast>
   $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
-if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-  target_compile_options(nas_flags INTERFACE -Wno-unknown-warning-option)
-endif()
 # scandir and stat fail on large inodes and files of a 32-bit system otherwise.
 target_compile_definitions(nas_flags INTERFACE _FILE_OFFSET_BITS=64)
 if(NAS_SANITIZE)
