@@ -1,0 +1,132 @@
+#include "event_log.h"
+
+#include "files.h"
+#include "settings.h"
+#include "text.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+
+namespace nashost
+{
+namespace
+{
+
+constexpr size_t text_limit = 512;
+
+std::string old_log(const std::string &path)
+{
+    return path + ".1";
+}
+
+std::string present_time()
+{
+    time_t now = time(nullptr);
+    struct tm utc;
+    char text[32] = "";
+    if (gmtime_r(&now, &utc) != nullptr)
+        strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+/* One event is one line of fields between tabs, whatever the texts hold. */
+std::string field(const std::string &text)
+{
+    std::string clean = text.substr(0, text_limit);
+    for (char &c : clean) {
+        if (is_control(c))
+            c = ' ';
+    }
+    return clean;
+}
+
+std::string log_line(const Event &event)
+{
+    return present_time() + "\t" + std::to_string(event.level) + "\t" + field(event.id) + "\t" + field(event.detail) +
+           "\t" + field(event.text) + "\n";
+}
+
+void make_room(const std::string &path, size_t needed)
+{
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return;
+    off_t limit = setting_number("event_log_size");
+    if (status.st_size + static_cast<off_t>(needed) > limit)
+        rename(path.c_str(), old_log(path).c_str());
+}
+
+bool append_line(const std::string &path, const std::string &line)
+{
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    bool written = write_all(fd, line);
+    return close(fd) == 0 && written;
+}
+
+void read_events(const std::string &path, std::vector<Event> &events)
+{
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        std::vector<std::string> parts = split(line, '\t');
+        if (parts.size() == 5)
+            events.push_back({parts[0], decimal_value(parts[1].c_str()), parts[2], parts[3], parts[4]});
+    }
+}
+
+} // namespace
+
+std::string message_text(std::string_view id)
+{
+    std::ifstream file(setting("language_file"));
+    for (std::string line; std::getline(file, line);) {
+        size_t tab = line.find('\t');
+        if (tab != std::string::npos && std::string_view(line).substr(0, tab) == id)
+            return std::string(trimmed(std::string_view(line).substr(tab + 1)));
+    }
+    return std::string(id);
+}
+
+std::string filled_in(const std::string &text, std::string_view value)
+{
+    size_t place = std::min(text.find("%s"), text.find("%d"));
+    if (place == std::string::npos)
+        return text + ": " + std::string(value);
+    return text.substr(0, place) + std::string(value) + text.substr(place + 2);
+}
+
+/* A lock file of its own, because the log itself changes its name. */
+bool append_event(const Event &event)
+{
+    std::string path = setting("event_log");
+    make_parent_folders(path);
+    int lock = open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (lock < 0)
+        return false;
+    flock(lock, LOCK_EX);
+    std::string line = log_line(event);
+    make_room(path, line.size());
+    bool written = append_line(path, line);
+    close(lock);
+    return written;
+}
+
+std::vector<Event> last_events(size_t limit)
+{
+    std::string path = setting("event_log");
+    std::vector<Event> events;
+    read_events(old_log(path), events);
+    read_events(path, events);
+    if (events.size() > limit)
+        events.erase(events.begin(), events.end() - static_cast<std::ptrdiff_t>(limit));
+    return events;
+}
+
+} // namespace nashost
