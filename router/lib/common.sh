@@ -1,0 +1,86 @@
+# shellcheck shell=bash
+# What every command of vr needs: messages, checks, the lock, the record of a running world.
+
+BUILD=$(dirname "$ROUTER")/build/router # everything that is generated
+STATE=$BUILD/run                        # one world; --state names another
+VERBOSE=
+
+# Exit codes of vr itself: 1 failed, 2 called wrongly or without the needed rights, 3 the world is not up.
+die() { printf 'vr: %s\n' "$*" >&2; exit 1; }
+usage() { printf "vr: %s (try 'vr --help')\n" "$*" >&2; exit 2; }
+warn() { printf 'vr: %s\n' "$*" >&2; }
+note() { [ -z "$VERBOSE" ] || printf '%s\n' "$*" >&2; }
+
+need_root() {
+    [ "$(id -u)" -eq 0 ] && return
+    warn 'root is needed: namespaces, mounts, loop devices and virtual network links are made (all of them private; nothing of this machine is changed)'
+    exit 2
+}
+
+need_programs() {
+    local program
+    for program; do
+        command -v "$program" >/dev/null || die "the program '$program' is needed and not installed"
+    done
+}
+
+# need_kernel FILE_SYSTEM...: loading the module is tried first, as mount itself would do.
+need_kernel() {
+    local name
+    for name; do
+        kernel_offers "$name" && continue
+        modprobe -q "$name" 2>/dev/null || true
+        kernel_offers "$name" || die "this kernel does not offer '$name' (module missing, or a container that hides it)"
+    done
+}
+
+kernel_offers() {
+    case $1 in
+    loop) [ -e /dev/loop-control ] ;;
+    *) grep -qw "$1" /proc/filesystems ;;
+    esac
+}
+
+need_namespaces() {
+    unshare --mount --pid --net --uts --ipc --fork true 2>/dev/null ||
+        die 'this machine does not let root make namespaces (a container needs --privileged)'
+}
+
+# One command at a time changes a world. The lock is the descriptor 9, closed for whatever outlives the command.
+lock_state() {
+    mkdir -p "$STATE"
+    STATE=$(cd "$STATE" && pwd)
+    exec 9>"$STATE/lock"
+    flock -w 120 9 || die "another vr is busy with $STATE"
+}
+
+# --- a running world: $STATE/world.pid and $STATE/router.pid hold the identities of the two first processes ---
+
+# shellcheck source=router/lib/identity.sh
+. "$ROUTER/lib/identity.sh"
+
+# first_process world|router: its number, when it still runs
+first_process() {
+    local recorded pid
+    recorded=$(cat "$STATE/$1.pid" 2>/dev/null) || return 1
+    pid=${recorded%% *}
+    identify "/proc/${pid:-none}" && [ "$IDENTITY" = "$recorded" ] && printf '%s\n' "$pid"
+}
+
+is_up() { first_process world >/dev/null && first_process router >/dev/null; }
+
+need_up() {
+    is_up && return
+    warn "the virtual router is not up ($STATE); 'vr up' brings it up"
+    exit 3
+}
+
+# wait_for TENTHS COMMAND...: until it succeeds
+wait_for() {
+    local left=$(($1 * 5))
+    shift
+    until "$@"; do
+        [ "$((left -= 1))" -gt 0 ] || return 1
+        sleep 0.02
+    done
+}

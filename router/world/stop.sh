@@ -1,0 +1,48 @@
+# shellcheck shell=sh
+# Runs in the router: ends every process, then takes every volume down.
+# A process that serves a FUSE volume ends by itself when the volume is unmounted; killed before that, it would wait for
+# itself for ever. It is known by the open /dev/fuse.
+
+serves_fuse() { ls -l "/proc/$1/fd" 2>/dev/null | grep -q '/dev/fuse$'; }
+
+# others: all but init, this shell and its children, and the FUSE drivers
+others() {
+    for process in /proc/[0-9]*; do
+        pid=${process#/proc/}
+        [ "$pid" -ne 1 ] && [ "$pid" -ne $$ ] || continue
+        read -r stat 2>/dev/null <"$process/stat" || continue
+        # state and parent follow the parenthesised name
+        # shellcheck disable=SC2086
+        set -- ${stat##*) }
+        [ "$1" != Z ] && [ "$2" -ne $$ ] || continue
+        serves_fuse "$pid" || echo "$pid"
+    done
+}
+
+signal_others() {
+    for pid in $(others); do kill "-$1" "$pid" 2>/dev/null; done
+}
+
+signal_others TERM
+tries=20
+while [ -n "$(others)" ] && [ $tries -gt 0 ]; do
+    tries=$((tries - 1))
+    usleep 50000
+done
+signal_others KILL
+
+# the last mount first; blanks and the like are octal in /proc/mounts
+cut -d' ' -f2 /proc/mounts | grep '^/tmp/' | tac | while read -r escaped; do
+    folder=$(printf '%b' "$escaped")
+    umount "$folder" 2>/dev/null || umount -l "$folder"
+done
+
+# the drivers of what was mounted
+tries=100
+while [ $tries -gt 0 ]; do
+    left=
+    for process in /proc/[0-9]*; do serves_fuse "${process#/proc/}" && left=1; done
+    [ -n "$left" ] || break
+    tries=$((tries - 1))
+    usleep 50000
+done
