@@ -1,0 +1,61 @@
+# The front door. Every target installs what it needs on a Debian 12 machine (quick when it is there).
+#
+#   make run     bring a virtual router up, plug a disk in, switch the media server on, list a film
+#   make stop    end it; nothing stays behind
+#   make test    build and run everything: unit and golden tests, checks of the binary, real daemons
+#   make unit    the part of it that needs no root
+#   make lint    formatting, static analysis, shell scripts
+#   make bench   measure what the library promises
+#   make mips    cross-compile for MIPS (big-endian) and run the tests through an emulator
+#   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
+
+PRESET ?= debug
+BUILD  := build/$(PRESET)
+STAGE  := build/stage/$(PRESET)
+
+.PHONY: run stop test unit scenario lint bench mips clean build stage setup setup-router
+
+run: stage setup-router
+	tools/demo.sh $(STAGE)
+
+stop:
+	router/vr down
+
+test: unit scenario
+
+unit: build
+	ctest --preset $(PRESET) -j 2
+
+scenario: stage setup-router
+	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/scenario
+
+lint: setup
+	tools/setup.sh lint
+	tools/lint.sh
+
+bench: setup
+	tools/setup.sh bench
+	tools/bench.sh
+
+mips: setup
+	tools/setup.sh cross
+	$(MAKE) unit PRESET=mips
+
+setup:
+	tools/setup.sh build
+
+setup-router:
+	tools/setup.sh router
+	router/vr build
+
+build: setup
+	cmake --preset $(PRESET) > /dev/null
+	cmake --build --preset $(PRESET)
+
+stage: build
+	rm -rf $(STAGE)
+	cmake --install $(BUILD) --prefix $(STAGE)/usr > /dev/null
+
+clean:
+	router/vr down
+	rm -rf build
