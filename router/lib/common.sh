@@ -59,12 +59,18 @@ lock_state() {
 # shellcheck source=router/lib/identity.sh
 . "$ROUTER/lib/identity.sh"
 
-# first_process world|router: its number, when it still runs
-first_process() {
+# recorded_process world|router: its number, as long as anything of it is there
+recorded_process() {
     local recorded pid
     recorded=$(cat "$STATE/$1.pid" 2>/dev/null) || return 1
     pid=${recorded%% *}
     identify "/proc/${pid:-none}" && [ "$IDENTITY" = "$recorded" ] && printf '%s\n' "$pid"
+}
+
+# first_process world|router: its number, when it runs. One that is ending, but waits for its children, has no program.
+first_process() {
+    local pid
+    pid=$(recorded_process "$1") && readlink "/proc/$pid/exe" >/dev/null && printf '%s\n' "$pid"
 }
 
 is_up() { first_process world >/dev/null && first_process router >/dev/null; }

@@ -6,8 +6,12 @@ record_field() { sed -n "s/^$2 //p" "$1"; }
 # is_attached LOOP IMAGE
 is_attached() { [ "$(cat "/sys/block/${1#/dev/}/loop/backing_file" 2>/dev/null)" = "$2" ]; }
 
-# is_plugged IMAGE: its absolute path
-is_plugged() { grep -qsxF "image $1" "$STATE"/disks/*; }
+# need_free_image IMAGE: two mounts of one file system would destroy it, in whatever worlds they are
+need_free_image() {
+    local users
+    users=$(losetup --associated "$1" --noheadings --output NAME) || true
+    [ -z "$users" ] || die "$1 is in use already (${users//$'\n'/, })"
+}
 
 command_plug() {
     local image='' disk='' folder=''
@@ -33,10 +37,20 @@ command_plug() {
     lock_state
     need_up
     need_kernel loop
+    forget_finished
     [ -n "$disk" ] || disk=$(free_disk)
     check_plug "$image" "$disk" "$folder"
     attach "$image" "$disk"
     mount_disk "$disk" "$folder"
+}
+
+# Pulled out while in use, and let go since
+forget_finished() {
+    local record
+    for record in "$STATE"/disks/*.busy; do
+        [ -e "$record" ] || continue
+        is_attached "$(record_field "$record" loop)" "$(record_field "$record" image)" || rm "$record"
+    done
 }
 
 free_disk() {
@@ -53,7 +67,7 @@ check_plug() {
     [[ $folder =~ ^([A-Za-z0-9_][A-Za-z0-9._-]{0,62})?$ ]] ||
         usage "a folder is made of letters, digits, '.', '_' and '-', not '$folder'"
     [ ! -e "$STATE/disks/$disk" ] || die "$disk is plugged in already"
-    ! is_plugged "$image" || die "$image is plugged in already"
+    need_free_image "$image"
     [ -z "$folder" ] || ! in_router test -e "/tmp/mnt/$folder" || die "the folder $folder is in use"
 }
 
@@ -81,6 +95,7 @@ mount_disk() {
     echo "$disk $(mount_point "$disk")"
 }
 
+# shellcheck disable=SC2016 # the program is awk's
 mount_point() { in_router awk -v device="/dev/${1}1" '$1 == device { print $2; exit }' /proc/mounts; }
 
 command_unplug() {
@@ -89,7 +104,8 @@ command_unplug() {
     need_root
     lock_state
     need_up
-    [[ $disk =~ ^sd[a-p]$ ]] && [ -e "$STATE/disks/$disk" ] || die "no such disk: $disk"
+    [[ $disk =~ ^sd[a-p]$ ]] || usage "a disk is called sda to sdp, not '$disk'"
+    [ -e "$STATE/disks/$disk" ] || die "no such disk: $disk"
     remove_disk "$disk"
 }
 
@@ -103,7 +119,7 @@ remove_disk() {
         rm "$record"
     else
         warn "$disk is still in use inside; $loop is let go when its last file is closed"
-        mv "$record" "$record.busy"
+        mv "$record" "$record.${loop#/dev/}.busy"
     fi
 }
 

@@ -18,7 +18,7 @@ in_network() {
     local netns=$1 world
     shift
     world=$(first_process world)
-    nsenter --target "$world" --mount --pid --uts --ipc \
+    nsenter --target "$world" --mount --pid --uts --ipc --wdns="$PWD" \
         --net="/proc/$world/root$STATE/world/clients/run/netns/$netns" "$@" 9<&-
 }
 

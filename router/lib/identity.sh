@@ -8,5 +8,6 @@ identify() {
     { read -r stat <"$1/stat"; } 2>/dev/null || return 1
     read -ra fields <<<"${stat##*) }" # what follows the parenthesised name: state first, start time as the 20th
     [ "${fields[0]}" != Z ] || return 1
+    # shellcheck disable=SC2034 # the result
     IDENTITY="${stat%% *} ${fields[19]} $(cat /proc/sys/kernel/random/boot_id)"
 }

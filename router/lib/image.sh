@@ -38,7 +38,7 @@ command_image() {
 # The image comes into being beside its final name, so that a failure leaves nothing that looks like one.
 make_image() {
     local image=$1 place
-    ! is_plugged "$(readlink -m "$image")" || die "$image is plugged in"
+    [ ! -e "$image" ] || need_free_image "$image"
     place=$(mktemp -d "$BUILD/image.XXXXXX")
     truncate -s "$4" "$image.new" || { rmdir "$place"; die "cannot write $image"; }
     if unshare --mount --pid --ipc --fork --kill-child --propagation private \

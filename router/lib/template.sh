@@ -83,7 +83,7 @@ remove_old() {
 # --- our layer over the packages' /usr ---
 fill_usr() {
     local usr=$1 packages_usr=$2 name module
-    mkdir -p "$usr"/{bin,sbin,lib/cups/backend}
+    mkdir -p "$usr"/{bin,sbin,lib/cups/backend,share/locale}
     # busybox's, because of what they see (links to a daemon, long names) or how they are called
     for name in killall passwd wget find; do ln -s /bin/busybox "$usr/bin/$name"; done
     for name in telnetd chroot; do ln -s /bin/busybox "$usr/sbin/$name"; done

@@ -41,7 +41,6 @@ start_world() {
     if ! is_ready; then
         warn "the world did not come up; its log ($STATE/log):"
         cat "$STATE/log" >&2
-        kill -KILL "$unshare" 2>/dev/null || true
         clean_up || true
         exit 1
     fi
@@ -76,27 +75,18 @@ command_down() {
     if first_process router >/dev/null; then
         in_router sh -s <"$ROUTER/world/stop.sh" || warn 'stopping the daemons failed; the world is ended anyway'
     fi
-    end_world
     clean_up || die 'the above is left'
 }
 
-end_world() {
-    local world
-    world=$(first_process world) || return 0
-    kill -KILL "$world"
-    abort_fuse
-    wait_for 100 is_gone world || warn "the first process ($world) does not end"
-}
-
-is_gone() { ! first_process "$1" >/dev/null; }
-
-# clean_up: nothing of an ended world may be left. Says what is left and fails; else forgets the world.
+# clean_up: ends what is left of a world, whole or half. Says what is left then and fails; else forgets the world.
 clean_up() {
+    local world
+    ! world=$(recorded_process world) || kill -KILL "$world"
     abort_fuse
-    wait_for 50 nothing_left || {
+    if ! wait_for 100 nothing_left; then
         report_left
         return 1
-    }
+    fi
     rm -f "$STATE"/{world.pid,router.pid,namespaces,failed} "$STATE"/disks/*
     [ ! -d "$STATE/world" ] || rmdir "$STATE/world"
 }
@@ -109,22 +99,27 @@ report_left() {
     left_loops | while read -r line; do warn "left: loop device $line"; done
 }
 
-# Processes in one of the world's namespaces. Without a process, a mount or a descriptor a namespace ends by itself, and
-# no mount of the world is visible outside.
+# The first processes, and those in one of the world's namespaces. Without a process, a mount or a descriptor a namespace
+# ends by itself, and no mount of the world is visible outside.
 left_processes() {
-    [ -s "$STATE/namespaces" ] || return 0
-    find /proc/[0-9]*/ns -type l -printf '%h %l\n' 2>/dev/null |
-        awk -v file="$STATE/namespaces" 'BEGIN { while ((getline name < file) > 0) ours[name] = 1 }
-            $2 in ours { split($1, part, "/"); print part[3] }' | sort -un
+    {
+        recorded_process world || true
+        recorded_process router || true
+        [ ! -s "$STATE/namespaces" ] || find /proc/[0-9]*/ns -type l -printf '%h %l\n' 2>/dev/null |
+            awk -v file="$STATE/namespaces" 'BEGIN { while ((getline name < file) > 0) ours[name] = 1 }
+                $2 in ours { split($1, part, "/"); print part[3] }'
+    } | sort -un
 }
 
 # Disks are recorded in $STATE/disks (lib/disk.sh). A loop device with another file in it has found another user.
 left_loops() {
     local record
     for record in "$STATE"/disks/*; do
-        [ ! -e "$record" ] || is_attached "$(record_field "$record" loop)" "$(record_field "$record" image)" &&
+        [ -e "$record" ] || continue
+        if is_attached "$(record_field "$record" loop)" "$(record_field "$record" image)"; then
             record_field "$record" loop
-    done 2>/dev/null || true
+        fi
+    done
 }
 
 # A FUSE driver that was killed together with its world waits for itself for ever, unless the kernel is told to end the

@@ -7,7 +7,7 @@
 prepare_layers() {
     mount --make-rprivate /
     mount -t tmpfs -o mode=755 place "$1"
-    cd "$1"
+    cd "$1" || return
     mkdir template packages stage
     mount --bind "$2" template
     mount --bind "$(readlink -f "$2/packages")" packages

@@ -3,18 +3,19 @@
 # A process that serves a FUSE volume ends by itself when the volume is unmounted; killed before that, it would wait for
 # itself for ever. It is known by the open /dev/fuse.
 
+# shellcheck disable=SC2010 # one process for all descriptors, and no names but the kernel's
 serves_fuse() { ls -l "/proc/$1/fd" 2>/dev/null | grep -q '/dev/fuse$'; }
 
 # others: all but init, this shell and its children, and the FUSE drivers
 others() {
     for process in /proc/[0-9]*; do
         pid=${process#/proc/}
-        [ "$pid" -ne 1 ] && [ "$pid" -ne $$ ] || continue
+        case $pid in 1 | "$$") continue ;; esac
         read -r stat 2>/dev/null <"$process/stat" || continue
         # state and parent follow the parenthesised name
         # shellcheck disable=SC2086
         set -- ${stat##*) }
-        [ "$1" != Z ] && [ "$2" -ne $$ ] || continue
+        case "$1 $2" in Z\ * | *\ "$$") continue ;; esac
         serves_fuse "$pid" || echo "$pid"
     done
 }
