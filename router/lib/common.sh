@@ -73,7 +73,13 @@ first_process() {
     pid=$(recorded_process "$1") && readlink "/proc/$pid/exe" >/dev/null && printf '%s\n' "$pid"
 }
 
-is_up() { first_process world >/dev/null && first_process router >/dev/null; }
+# Up is when both have done their work and have become init.
+is_up() {
+    local pid name
+    for name in world router; do
+        pid=$(first_process $name) && [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = init ] || return 1
+    done
+}
 
 need_up() {
     is_up && return

@@ -16,6 +16,7 @@ command_up() {
     need_root
     lock_state
     if is_up; then
+        [ -s "$STATE/namespaces" ] || record_namespaces # its vr up was interrupted
         echo 'the virtual router is up already'
         return
     fi
@@ -38,7 +39,7 @@ start_world() {
     disown
     exec 8<&-
     wait_for 300 has_settled "$unshare" || true
-    if ! is_ready; then
+    if ! is_up; then
         warn "the world did not come up; its log ($STATE/log):"
         cat "$STATE/log" >&2
         clean_up || true
@@ -48,15 +49,7 @@ start_world() {
     [ ! -s "$STATE/log" ] || note "$(cat "$STATE/log")"
 }
 
-# Both first processes have done their work once they have become init.
-is_ready() {
-    local pid name
-    for name in world router; do
-        pid=$(first_process $name) && [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = init ] || return 1
-    done
-}
-
-has_settled() { is_ready || [ -e "$STATE/failed" ] || ! kill -0 "$1" 2>/dev/null; }
+has_settled() { is_up || [ -e "$STATE/failed" ] || ! kill -0 "$1" 2>/dev/null; }
 
 # The names of every namespace of the world, to look for what is left when it has ended.
 record_namespaces() {
