@@ -146,8 +146,29 @@ fill_dev() {
     printf 'major minor  #blocks  name\n\n' >"$dev/.partitions" # becomes /proc/partitions
 }
 
-# The kernel's tree would show the machine's devices; ours shows what is plugged into the router.
-fill_sys() { mkdir -p "$1"/{block,bus/usb/devices,class/usbmisc,devices/pci0000:00/0000:00:12.0}; }
+# The kernel's tree would show the machine's devices; ours shows two USB controllers and, later, what is plugged into them.
+fill_sys() {
+    local sys=$1
+    mkdir -p "$sys"/{block,bus/usb/devices,class/usbmisc}
+    add_root_hub "$sys" 1 480 ' 2.00'
+    add_root_hub "$sys" 2 5000 ' 3.00'
+}
+
+# add_root_hub SYS BUS SPEED VERSION: the kernel writes the version with a leading blank
+add_root_hub() {
+    local sys=$1 bus=$2 path=devices/pci0000:00/0000:00:12.0/usb$2
+    local hub=$sys/$path
+    mkdir -p "$hub/$bus-0:1.0"
+    echo 1d6b >"$hub/idVendor"
+    echo "000$((bus + 1))" >"$hub/idProduct"
+    echo "$3" >"$hub/speed"
+    echo "$4" >"$hub/version"
+    echo "$bus" >"$hub/busnum"
+    echo 1 >"$hub/devnum"
+    echo 09 >"$hub/$bus-0:1.0/bInterfaceClass"
+    ln -s "../../../$path" "$sys/bus/usb/devices/usb$bus"
+    ln -s "../../../$path/$bus-0:1.0" "$sys/bus/usb/devices/$bus-0:1.0"
+}
 
 fill_bin() {
     local root=$1 packages_usr=$2 name
