@@ -1,0 +1,84 @@
+// Runs every golden case. NAS_UPDATE_GOLDEN=1 rewrites the expectations instead and says so.
+#include "golden/golden_case.h"
+
+#include "nas/media.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+namespace
+{
+
+using nas_test::GoldenCase;
+using nas_test::GoldenState;
+
+using Callback = int (*)(const char *mode);
+
+Callback find_callback(const std::string &name)
+{
+    static const std::map<std::string, Callback> callbacks = {
+        {"media_callback", media_callback},
+    };
+    const auto found = callbacks.find(name);
+    return found == callbacks.end() ? nullptr : found->second;
+}
+
+bool updates()
+{
+    const char *const wish = std::getenv("NAS_UPDATE_GOLDEN");
+    return wish != nullptr && std::strcmp(wish, "1") == 0;
+}
+
+struct Golden : testing::TestWithParam<std::string> {
+    nas_test::Sandbox sandbox;
+    nas_test::RecordingHost host;
+};
+
+TEST_P(Golden, Case)
+{
+    const GoldenCase golden = nas_test::set_up_golden_case(GetParam(), sandbox, host);
+    ASSERT_EQ(golden.complaint, "");
+    const Callback callback = find_callback(golden.function);
+    ASSERT_NE(callback, nullptr) << "no callback is named \"" << golden.function << "\"";
+    const int result = host.call(callback, golden.mode ? golden.mode->c_str() : nullptr);
+    const GoldenState actual = {host.transcript() + "result " + std::to_string(result) + "\n", nas_test::list_tree(),
+                                nas_test::read_tree_files()};
+    if (updates()) {
+        nas_test::write_expectation(GetParam(), actual);
+        std::cout << "REWRITTEN: the expectation of " << GetParam() << "; read the difference before you commit it\n";
+        GTEST_SKIP();
+    }
+    const GoldenState expected = nas_test::read_expectation(GetParam());
+    EXPECT_EQ(actual.transcript, expected.transcript);
+    EXPECT_EQ(actual.tree, expected.tree);
+    for (const auto &[path, text] : expected.files) {
+        const auto found = actual.files.find(path);
+        ASSERT_NE(found, actual.files.end()) << path << " is missing";
+        EXPECT_EQ(found->second, text) << path;
+    }
+    EXPECT_EQ(actual.files.size(), expected.files.size());
+}
+
+std::string test_name(const testing::TestParamInfo<std::string> &golden)
+{
+    std::string name = golden.param;
+    for (char &c : name) {
+        if (!std::isalnum(static_cast<unsigned char>(c)))
+            c = '_';
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Golden, Golden, testing::ValuesIn(nas_test::find_golden_cases()), test_name);
+
+// The folder was found: an empty suite would pass without looking at anything.
+TEST(GoldenFolder, HoldsCases)
+{
+    EXPECT_GE(nas_test::find_golden_cases().size(), 20U);
+}
+
+} // namespace

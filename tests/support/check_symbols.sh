@@ -1,0 +1,75 @@
+#!/bin/sh
+# usage: check_symbols.sh LIBRARY VERSION_SCRIPT HEADER_FOLDER HOST_OPERATIONS
+# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded.
+set -eu
+export LC_ALL=C
+
+library=$1
+version_script=$2
+headers=$3
+host_operations=$4
+nm=${NM:-nm}
+readelf=${READELF:-readelf}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+complain() {
+  echo "$*" >&2
+  failed=1
+}
+
+# same WHAT FILE_A NAME_A FILE_B NAME_B
+same() {
+  [ -s "$2" ] || complain "$1: $3 holds no name at all"
+  only_a=$(comm -23 "$2" "$4")
+  only_b=$(comm -13 "$2" "$4")
+  [ -z "$only_a" ] || complain "$1: only in $3:" $only_a
+  [ -z "$only_b" ] || complain "$1: only in $5:" $only_b
+}
+
+# The version itself is a symbol of the dynamic table, too (type A).
+$nm -D --defined-only "$library" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort -u > "$work/exported"
+
+sed 's|/\*.*\*/||' "$version_script" |
+  awk '/global:/ { on = 1; sub(/.*global:/, "") } /local:/ { on = 0 } on' |
+  tr -c 'A-Za-z0-9_*\n' '\n' | grep . | sort -u > "$work/listed"
+
+# Declarations are what is left of the headers without comments, directives and the bodies of records.
+cat "$headers"/*.h | sed -e 's|/\*.*\*/||' -e '/\/\*/,/\*\//d' -e '/^#/d' -e '/^extern "C" {$/d' -e '/^}$/d' |
+  tr '\n' ' ' | sed -e 's/{[^}]*}//g' | tr ';' '\n' > "$work/declarations"
+{
+  sed -n 's/^[^(]*[ *]\([A-Za-z_][A-Za-z0-9_]*\)(.*/\1/p' "$work/declarations"
+  sed -n 's/^ *extern .*[ *]\([A-Za-z_][A-Za-z0-9_]*\)\[.*/\1/p' "$work/declarations"
+} | sort -u > "$work/declared"
+
+same "exports" "$work/exported" "the library" "$work/listed" "$version_script"
+same "declarations" "$work/exported" "the library" "$work/declared" "$headers"
+
+# Undefined: the host's operations, libiconv's three, and the C library's (which carry a version). The tool chain
+# itself leaves three weak ones.
+{
+  cat "$host_operations"
+  printf '%s\n' libiconv_open libiconv libiconv_close
+  printf '%s\n' _ITM_deregisterTMCloneTable _ITM_registerTMCloneTable __gmon_start__
+} | sort -u > "$work/allowed"
+$nm -D --undefined-only "$library" | awk '{ print $2 }' | grep -v '@GLIBC_' | sort -u > "$work/undefined" || true
+strangers=$(comm -23 "$work/undefined" "$work/allowed")
+[ -z "$strangers" ] || complain "undefined, but no operation of the host:" $strangers
+
+for needed in $($readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
+  case $needed in
+    libc.so.6 | libiconv.so.2) ;;
+    *) complain "needs $needed" ;;
+  esac
+done
+
+# Nothing of the library runs when it is loaded: one entry, the tool chain's own.
+entry=$($readelf -hW "$library" | awk '/Class:/ { print $2 == "ELF64" ? 8 : 4 }')
+size=$($readelf -SW "$library" | sed -n 's/.* \.init_array *INIT_ARRAY *[0-9a-f]* [0-9a-f]* \([0-9a-f]*\).*/\1/p')
+[ $((0x${size:-0})) -le "$entry" ] || complain "static constructors: .init_array has 0x$size bytes"
+if $nm "$library" 2> "$work/nm_says" | grep -q '_GLOBAL__sub_I'; then
+  complain "static constructors:" $($nm "$library" | grep '_GLOBAL__sub_I')
+fi
+
+exit $failed

@@ -1,0 +1,81 @@
+#include "support/failing_memory.h"
+
+#include "support/recording_host.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+
+namespace
+{
+
+bool armed;
+int left;
+unsigned long smallest;
+int failed;
+
+#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
+bool fails(std::size_t size)
+{
+    if (!armed || size < smallest || !nas_test::in_library())
+        return false;
+    if (left > 0) {
+        --left;
+        return false;
+    }
+    ++failed;
+    errno = ENOMEM;
+    return true;
+}
+#endif
+
+} // namespace
+
+#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
+extern "C" {
+void *__libc_malloc(std::size_t size);
+void *__libc_calloc(std::size_t count, std::size_t size);
+
+void *malloc(std::size_t size)
+{
+    return fails(size) ? nullptr : __libc_malloc(size);
+}
+
+void *calloc(std::size_t count, std::size_t size)
+{
+    return fails(count * size) ? nullptr : __libc_calloc(count, size);
+}
+}
+#endif
+
+namespace nas_test
+{
+
+bool memory_can_fail()
+{
+#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
+    return true;
+#else
+    return false;
+#endif
+}
+
+FailingMemory::FailingMemory(int succeed, unsigned long size)
+{
+    left = succeed;
+    smallest = size;
+    failed = 0;
+    armed = true;
+}
+
+FailingMemory::~FailingMemory()
+{
+    armed = false;
+}
+
+int FailingMemory::failures() const
+{
+    return failed;
+}
+
+} // namespace nas_test

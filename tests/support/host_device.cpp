@@ -1,0 +1,91 @@
+// Device, product and registration. The cipher turns every bit over: easy to undo by a test, and no secret.
+#include "support/recording_host.h"
+
+#include "platform/device.h"
+#include "platform/registration.h"
+
+#include <algorithm>
+#include <cstring>
+
+using nas_test::host;
+using nas_test::HostsOwnDoing;
+
+int get_si(const char *section, void *out)
+{
+    const HostsOwnDoing mine;
+    const std::string_view name = section;
+    if (name == "pi") {
+        char *text = static_cast<char *>(out);
+        text[host().device.product.copy(text, NAS_PRODUCT_SIZE - 1)] = '\0';
+        return 0;
+    }
+    if (name == "hw") {
+        std::memcpy(out, &host().device.hardware, sizeof(HardwareInfo));
+        return 0;
+    }
+    return -1;
+}
+
+int is_factory_test_mode(void)
+{
+    return host().device.factory_test_mode ? 1 : 0;
+}
+
+int check_diag_flag(void)
+{
+    return host().device.diagnostics ? 1 : 0;
+}
+
+int check_module_installed(const char *module)
+{
+    const HostsOwnDoing mine;
+    return host().device.modules.contains(module) ? 1 : 0;
+}
+
+int set_usbled(int port, int on)
+{
+    const HostsOwnDoing mine;
+    host().record("led " + std::to_string(port) + " " + std::to_string(on));
+    return 0;
+}
+
+int get_led_silent_control(LedSilentControl *control)
+{
+    if (!host().device.silent_leds)
+        return -1;
+    *control = *host().device.silent_leds;
+    return 0;
+}
+
+int ddnsapi_read_config_by_service_type(int index, const char *type, DdnsConfig *record)
+{
+    const HostsOwnDoing mine;
+    const auto found = host().device.ddns.find(type);
+    if (found == host().device.ddns.end() || index < 0 || static_cast<std::size_t>(index) >= found->second.size())
+        return 0;
+    *record = found->second[static_cast<std::size_t>(index)];
+    return 1;
+}
+
+int encode_crypt(const char *input, unsigned char *output, int capacity, int, int, int length)
+{
+    const int produced = std::min(capacity, length);
+    for (int i = 0; i < produced; ++i)
+        output[i] = static_cast<unsigned char>(~static_cast<unsigned char>(input[i]));
+    return produced;
+}
+
+int Base64encode(char *output, const char *input, int length)
+{
+    constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    char *end = output;
+    for (int at = 0; at < length; at += 3) {
+        unsigned bits = 0;
+        for (int i = 0; i < 3; ++i)
+            bits = bits << 8 | (at + i < length ? static_cast<unsigned char>(input[at + i]) : 0U);
+        for (int i = 0; i < 4; ++i)
+            *end++ = i <= length - at ? digits[bits >> (18 - 6 * i) & 63U] : '=';
+    }
+    *end = '\0';
+    return static_cast<int>(end - output);
+}

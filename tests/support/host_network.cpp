@@ -1,0 +1,198 @@
+// Network facts and settings.
+#include "support/recording_host.h"
+
+#include "platform/network.h"
+
+#include <cstdio>
+#include <cstring>
+
+using nas_test::host;
+using nas_test::HostsOwnDoing;
+
+namespace
+{
+
+void put(char *to, const std::string &text)
+{
+    if (to == nullptr)
+        return;
+    const std::size_t length = text.copy(to, NAS_ADDRESS_SIZE - 1);
+    to[length] = '\0';
+}
+
+using Facts = std::map<std::string, std::string>;
+
+// Writes the fact, or the empty text when there is none.
+bool answer(const Facts &facts, const char *key, char *to)
+{
+    const HostsOwnDoing mine;
+    const auto found = facts.find(key);
+    put(to, found == facts.end() ? "" : found->second);
+    return found != facts.end();
+}
+
+std::string words(std::initializer_list<const char *> all)
+{
+    std::string line;
+    for (const char *word : all) {
+        if (!line.empty())
+            line += ' ';
+        line += word == nullptr ? "(none)" : word;
+    }
+    return line;
+}
+
+int record(std::initializer_list<const char *> all)
+{
+    const HostsOwnDoing mine;
+    host().record(words(all));
+    return 0;
+}
+
+} // namespace
+
+int get_wan_ip(const char *wan, char *ip)
+{
+    return answer(host().network.wan_ip, wan, ip) ? 1 : 0;
+}
+
+int get_ifconfig(const char *ifname, char *ip, char *mask)
+{
+    answer(host().network.mask, ifname, mask);
+    return answer(host().network.address, ifname, ip) ? 1 : 0;
+}
+
+int set_ifconfig(const char *ifname, const char *ip, const char *mask)
+{
+    return record({"ifconfig", ifname, ip, mask});
+}
+
+int get_ifexist(const char *ifname)
+{
+    return host().network.interfaces.contains(ifname) ? 1 : 0;
+}
+
+int get_wan_link(const char *wan)
+{
+    return host().network.links.contains(wan) ? 1 : 0;
+}
+
+int get_wan_type(const char *wan, char *type)
+{
+    return answer(host().network.wan_type, wan, type) ? 0 : -1;
+}
+
+int get_wan_ipconfig(char *ifname, char *ip, char *mask, char *gateway)
+{
+    const HostsOwnDoing mine;
+    const std::vector<std::string> &settings = host().network.static_wan;
+    if (settings.size() != 4)
+        return -1;
+    put(ifname, settings[0]);
+    put(ip, settings[1]);
+    put(mask, settings[2]);
+    put(gateway, settings[3]);
+    return 0;
+}
+
+int get_wan_hw_ifname(const char *wan, char *ifname)
+{
+    return answer(host().network.hw_ifname, wan, ifname) ? 0 : -1;
+}
+
+int get_wansetup_status(const char *wan)
+{
+    return host().network.set_up.contains(wan) ? 1 : 0;
+}
+
+int get_default_gateway(const char *ifname, char *gateway)
+{
+    return answer(host().network.gateway, ifname, gateway) ? 1 : 0;
+}
+
+int set_default_gateway(const char *ifname, const char *gateway)
+{
+    return record({"gateway", ifname, gateway});
+}
+
+int set_default_gateway2(const char *ifname, const char *ip, const char *mask, const char *gateway)
+{
+    return record({"gateway2", ifname, ip, mask, gateway});
+}
+
+int check_default_gateway(const char *, const char *, const char *)
+{
+    return host().network.gateway_fits ? 0 : -1;
+}
+
+int local_gateway_is_default_gateway(void)
+{
+    return host().network.gateway_is_local ? 1 : 0;
+}
+
+int get_hwaddr_org(const char *ifname, char *text)
+{
+    return answer(host().network.hwaddr, ifname, text) ? 0 : -1;
+}
+
+int get_hwaddr_by_ip(const char *ip, char *text)
+{
+    return answer(host().network.neighbour, ip, text) ? 0 : -1;
+}
+
+int get_hwaddr_flash_raw(const char *ifname, unsigned char *octets)
+{
+    char text[NAS_ADDRESS_SIZE];
+    unsigned part[6];
+    if (!answer(host().network.hwaddr, ifname, text) ||
+        std::sscanf(text, "%x:%x:%x:%x:%x:%x", &part[0], &part[1], &part[2], &part[3], &part[4], &part[5]) != 6)
+        return -1;
+    for (int i = 0; i < 6; ++i)
+        octets[i] = static_cast<unsigned char>(part[i]);
+    return 0;
+}
+
+int get_dns_shadow(const char *ifname, const char *, char *dns1, char *dns2)
+{
+    const HostsOwnDoing mine;
+    const auto found = host().network.dns.find(ifname);
+    if (found == host().network.dns.end() || found->second.size() != 2)
+        return -1;
+    put(dns1, found->second[0]);
+    put(dns2, found->second[1]);
+    return 0;
+}
+
+int dhcpd_set_dns(const char *dns1, const char *dns2)
+{
+    return record({"dhcp-dns", dns1, dns2});
+}
+
+int set_system_dns(const char *wan)
+{
+    return record({"system-dns", wan});
+}
+
+int get_autodns(void)
+{
+    return host().network.dns_is_automatic ? 1 : 0;
+}
+
+int read_ftp_private_port(int *ports, int count)
+{
+    const std::vector<int> &known = host().network.ftp_private_ports;
+    for (int i = 0; i < count; ++i)
+        ports[i] = static_cast<std::size_t>(i) < known.size() ? known[static_cast<std::size_t>(i)] : 0;
+    return host().network.next_ftp_private_port;
+}
+
+int write_ftp_private_port(const int *ports, int count)
+{
+    const HostsOwnDoing mine;
+    std::string line = "ftp-private-ports";
+    for (int i = 0; i < count; ++i)
+        line += " " + std::to_string(ports[i]);
+    host().record(line);
+    host().network.ftp_private_ports.assign(ports, ports + count);
+    return 0;
+}

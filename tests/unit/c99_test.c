@@ -1,0 +1,164 @@
+/* The interface as a C program sees it: every header, every name, every record. */
+#include "nas/nas.h"
+
+#include "platform/device.h"
+#include "platform/iconv.h"
+#include "platform/network.h"
+#include "platform/process.h"
+#include "platform/registration.h"
+#include "platform/request.h"
+#include "platform/store.h"
+
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+typedef void (*Function)(void);
+
+static const Function functions[] = {
+    (Function)check_nas_service,
+    (Function)check_process_mount,
+    (Function)check_reload_db,
+    (Function)check_service_starting,
+    (Function)dir_filter,
+    (Function)fini_entware,
+    (Function)free_mount_list,
+    (Function)get_block_devidx,
+    (Function)get_blockdev_exist,
+    (Function)get_entware_config,
+    (Function)get_fs_available_size,
+    (Function)get_ftpd_config,
+    (Function)get_fuse_fsname,
+    (Function)get_media_config,
+    (Function)get_media_db_filename,
+    (Function)get_media_db_folder,
+    (Function)get_mount_devpath,
+    (Function)get_mount_list,
+    (Function)get_mtab_info,
+    (Function)get_nalvexcloud_config,
+    (Function)get_num_of_mountdev,
+    (Function)get_partition_lastidx,
+    (Function)get_partition_num,
+    (Function)get_partition_numofblock,
+    (Function)get_readable_sizestr,
+    (Function)get_rsync_config,
+    (Function)get_samba_config,
+    (Function)get_service_callback_status,
+    (Function)get_service_enable,
+    (Function)get_service_ports,
+    (Function)get_torrent_config,
+    (Function)get_urlsvc_config,
+    (Function)iconv_string,
+    (Function)iconv_to_local,
+    (Function)iconv_to_utf8,
+    (Function)is_fdd_type,
+    (Function)isdir,
+    (Function)kill_and_wait_media_server,
+    (Function)kill_and_wait_service,
+    (Function)kill_service,
+    (Function)make_dev_node,
+    (Function)media_callback,
+    (Function)parse_devname,
+    (Function)real_alphasort,
+    (Function)restart_nas_service,
+    (Function)safe_strcpy,
+    (Function)safe_strncpy,
+    (Function)set_media_config,
+    (Function)set_service_callback_status,
+    (Function)set_service_starting,
+    (Function)sleep_all_hdd,
+    (Function)sleep_hdd,
+    (Function)start_serviced,
+    (Function)stop_nas_service,
+    (Function)storlib_create_dir,
+    (Function)touch_media_db,
+    (Function)update_time_for_nas,
+    (Function)use_system_passwd,
+    (Function)use_system_user,
+};
+
+static int failures;
+
+static void expect(int holds, const char *what)
+{
+    if (!holds) {
+        fprintf(stderr, "does not hold: %s\n", what);
+        ++failures;
+    }
+}
+
+#define EXPECT(condition) expect(condition, #condition)
+
+static void check_functions(void)
+{
+    size_t i;
+    for (i = 0; i < sizeof functions / sizeof functions[0]; ++i)
+        EXPECT(functions[i] != NULL);
+}
+
+static void check_records(void)
+{
+    EXPECT(sizeof(struct ServicePort) == 20);
+    EXPECT(offsetof(struct ServicePort, port) == 16);
+    EXPECT(sizeof(struct FtpdConfig) == 88);
+    EXPECT(offsetof(struct FtpdConfig, charset) == 12);
+    EXPECT(offsetof(struct FtpdConfig, option5) == 80);
+    EXPECT(sizeof(struct SambaConfig) == 276);
+    EXPECT(offsetof(struct SambaConfig, workgroup) == 132);
+    EXPECT(offsetof(struct SambaConfig, smb2) == 272);
+    EXPECT(sizeof(struct UrlServiceConfig) == 12);
+    EXPECT(sizeof(struct CloudShareConfig) == 536);
+    EXPECT(offsetof(struct CloudShareConfig, disk_name) == 8);
+    EXPECT(sizeof(struct TorrentConfig) == 548);
+    EXPECT(offsetof(struct TorrentConfig, port) == 16);
+    EXPECT(offsetof(struct TorrentConfig, folder) == 36);
+    EXPECT(sizeof(struct MediaConfig) == 660);
+    EXPECT(offsetof(struct MediaConfig, friendly_name) == 4);
+    EXPECT(offsetof(struct MediaConfig, disk_name) == 132);
+    EXPECT(offsetof(struct MediaConfig, folder) == 148);
+    EXPECT(sizeof(struct EntwareConfig) == 532);
+    EXPECT(offsetof(struct MountEntry, disk) == sizeof(void *));
+    EXPECT(offsetof(struct MountEntry, device) == sizeof(void *) + 16);
+    EXPECT(offsetof(struct MountEntry, mount_point) == sizeof(void *) + 32);
+    EXPECT(offsetof(struct MountEntry, folder) == sizeof(void *) + 96);
+    EXPECT(offsetof(struct MountEntry, fstype) == sizeof(void *) + 160);
+    EXPECT(offsetof(struct MountEntry, bus) == sizeof(void *) + 192);
+    EXPECT(offsetof(struct MountEntry, free) - offsetof(struct MountEntry, total) == 16);
+    EXPECT(offsetof(struct MountEntry, used_percent) - offsetof(struct MountEntry, total) == 24);
+    EXPECT(offsetof(struct MountList, first) == sizeof(void *));
+    EXPECT(sizeof(struct HardwareInfo) == 1024);
+    EXPECT(offsetof(struct HardwareInfo, model) == 96);
+    EXPECT(offsetof(struct PeriodicCallbackRecord, interval) == 68);
+    EXPECT(offsetof(struct ProcessEntry, name) == sizeof(void *) + 4);
+    EXPECT(offsetof(struct ProcessEntry, cmdline) == sizeof(void *) + 68);
+}
+
+static void check_calls(void)
+{
+    char text[16];
+    int number = 0;
+    int count = 0;
+    while (nas_service_table[count].name != NULL)
+        ++count;
+    EXPECT(count == 8);
+    EXPECT(strcmp(nas_service_table[0].process_name, "proftpd:") == 0);
+    EXPECT(safe_strcpy(text, "abc") == text && strcmp(text, "abc") == 0);
+    EXPECT(safe_strcpy(NULL, "abc") == NULL);
+    EXPECT(strcmp(get_readable_sizestr(1536), "1.5 KB") == 0);
+    EXPECT(use_system_user("samba") == 1);
+    EXPECT(set_service_callback_status() == 0);
+    EXPECT(set_service_callback_status("all", 1) == 0);
+    {
+        char disk[NAS_DEVICE_NAME_SIZE];
+        EXPECT(parse_devname("sda12", disk, &number) == 1);
+        EXPECT(strcmp(disk, "sda") == 0 && number == 12);
+    }
+}
+
+int main(void)
+{
+    check_functions();
+    check_records();
+    check_calls();
+    return failures == 0 ? 0 : 1;
+}

@@ -1,0 +1,579 @@
+#include "support/fixture.h"
+#include "support/guarded.h"
+
+#include "nas/cloud.h"
+#include "nas/entware.h"
+#include "nas/ftp.h"
+#include "nas/samba.h"
+#include "nas/service.h"
+#include "nas/torrent.h"
+#include "nas/web.h"
+#include "platform/process.h"
+
+#include <cstring>
+#include <iterator>
+#include <string>
+
+namespace
+{
+
+using nas_test::GuardedText;
+using nas_test::LibraryTest;
+using nas_test::Process;
+
+struct Registry : LibraryTest {
+    // check_nas_service on the list of all processes that are set up.
+    int check(const char *name)
+    {
+        ProcessList list;
+        get_process_list(nullptr, &list, 0);
+        host.forget();
+        const int result = host.call(check_nas_service, &list, name);
+        free_process_list(&list);
+        return result;
+    }
+
+    int restart(const char *name)
+    {
+        ProcessList list;
+        get_process_list(nullptr, &list, 0);
+        host.forget();
+        const int result = host.call(restart_nas_service, &list, name);
+        free_process_list(&list);
+        return result;
+    }
+
+    int enabled(const char *name)
+    {
+        return host.call(get_service_enable, name);
+    }
+};
+
+constexpr const char *all_services[] = {"ftp", "samba", "url", "rsync", "nalvexcloud", "torrent", "media", "entware"};
+
+void expect_row(int index, const char *name, const char *process, const char *kill, int processes, int accounts,
+                int password)
+{
+    SCOPED_TRACE(name);
+    const NasServiceInfo &row = nas_service_table[index];
+    EXPECT_STREQ(row.name, name);
+    EXPECT_STREQ(row.process_name, process);
+    EXPECT_STREQ(row.kill_name, kill);
+    EXPECT_EQ(row.min_processes, processes);
+    EXPECT_EQ(row.system_accounts, accounts);
+    EXPECT_EQ(row.system_password, password);
+}
+
+TEST_F(Registry, TableHoldsTheEightServicesInOrder)
+{
+    expect_row(0, "ftp", "proftpd:", "proftpd", 1, 1, 1);
+    expect_row(1, "samba", "smbd", "smbd", 2, 1, 0);
+    expect_row(2, "url", "lighttpd", "lighttpd", 1, 0, 0);
+    expect_row(3, "rsync", "rsync", "rsync", 1, 0, 0);
+    expect_row(4, "nalvexcloud", "nalvexcloud", "nalvexcloud", 1, 0, 0);
+    expect_row(5, "torrent", "transmission-daemon", "transmission-daemon", 1, 0, 0);
+    expect_row(6, "media", "minidlna", "minidlna", 1, 0, 0);
+    expect_row(7, "entware", "telnetd", "telnetd", 1, 0, 0);
+    EXPECT_EQ(nas_service_table[8].name, nullptr);
+}
+
+// ---- get_service_enable
+
+TEST_F(Registry, MediaIsEnabledWhenSwitchedOnAndItsDiskIsMounted)
+{
+    set_up_media();
+    EXPECT_EQ(enabled("media"), 1);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, EnableIsTheFlagOfTheRecord)
+{
+    set_up_media();
+    host.set_config("media_conf", "7,Film,");
+    EXPECT_EQ(enabled("media"), 7);
+    host.set_config("media_conf", "0,Film,");
+    EXPECT_EQ(enabled("media"), 0);
+}
+
+TEST_F(Registry, MediaWithoutRecordIsDisabled)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+    EXPECT_EQ(enabled("media"), 0);
+}
+
+TEST_F(Registry, MediaWithoutItsDiskIsDisabled)
+{
+    set_up_media();
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk10 vfat rw 0 0\n"
+                       "/dev/sdb1 /mnt/Disk1 vfat rw 0 0\n"
+                       "/dev/sdc1 /tmp/mnt/disk1 vfat rw 0 0\n");
+    EXPECT_EQ(enabled("media"), 0);
+}
+
+TEST_F(Registry, MediaWithoutMountTableIsDisabled)
+{
+    set_up_media();
+    sandbox.remove_file("/proc/mounts");
+    EXPECT_EQ(enabled("media"), 0);
+}
+
+TEST_F(Registry, DiskTestAsksNoVolumeForItsSize)
+{
+    set_up_media();
+    enabled("media");
+    EXPECT_EQ(host.statfs_calls, 0);
+}
+
+TEST_F(Registry, UnknownServicesAreDisabled)
+{
+    set_up_media();
+    for (const char *name : {"", "Media", "media ", "medi", "mediaa", "cupsd", "all"})
+        EXPECT_EQ(enabled(name), 0) << name;
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, ServicesOfLaterVersionsAreDisabledWhateverIsStored)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n/dev/sdb1 /tmp/mnt/ vfat rw 0 0\n");
+    for (const char *key : {"ftp_conf", "samba_conf", "url_conf", "torrent_conf"})
+        host.set_config(key, "1,1,1,1,1,1,1");
+    host.set_config("rsync_conf", "1,873,Disk1,Backup");
+    host.set_config("nalvexcloud_conf", "1,873,Disk1,Backup");
+    host.set_config("torrent_hddname", "Disk1");
+    host.set_status("entware", "1");
+    for (const char *name : {"ftp", "samba", "url", "rsync", "nalvexcloud", "torrent", "entware"})
+        EXPECT_EQ(enabled(name), 0) << name;
+}
+
+// ---- get_service_ports
+
+TEST_F(Registry, ServicesWithoutPortsLeaveTheListUntouched)
+{
+    set_up_media();
+    for (const char *name : {"samba", "media", "entware", "", "unknown"}) {
+        ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
+        EXPECT_EQ(host.call(get_service_ports, name, &ports[0], 2), 0) << name;
+        EXPECT_STREQ(ports[0].protocol, "udp") << name;
+        EXPECT_EQ(ports[0].port, 1) << name;
+        EXPECT_STREQ(ports[1].protocol, "udp") << name;
+        EXPECT_EQ(ports[1].port, 2) << name;
+    }
+}
+
+TEST_F(Registry, DisabledServicesOfferNoPort)
+{
+    for (const char *name : {"ftp", "url", "rsync", "nalvexcloud", "torrent"}) {
+        for (const int max : {0, 1, 2}) {
+            ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
+            EXPECT_EQ(host.call(get_service_ports, name, &ports[0], max), 0) << name;
+            EXPECT_EQ(ports[0].port, 1) << name;
+            EXPECT_EQ(ports[1].port, 2) << name;
+        }
+    }
+}
+
+// ---- check_nas_service
+
+TEST_F(Registry, EveryServiceRunsWithItsProcesses)
+{
+    for (const NasServiceInfo *row = nas_service_table; row->name != nullptr; ++row)
+        EXPECT_EQ(check(row->name), 0) << row->name;
+    for (const char *process :
+         {"proftpd:", "smbd", "smbd", "lighttpd", "rsync", "nalvexcloud", "transmission-daemon", "minidlna", "telnetd"})
+        host.add_process({process});
+    for (const char *name : all_services)
+        EXPECT_EQ(check(name), 1) << name;
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, SambaNeedsTwoProcesses)
+{
+    host.add_process({"smbd"});
+    EXPECT_EQ(check("samba"), 0);
+    host.add_process({"smbd"});
+    EXPECT_EQ(check("samba"), 1);
+    host.add_process({"smbd"});
+    EXPECT_EQ(check("samba"), 1);
+}
+
+TEST_F(Registry, OnlyTheExactNameCounts)
+{
+    for (const char *process :
+         {"proftpd", "proftpd::", "Proftpd:", "xproftpd:", "", "smbd-notifyd", "smb", "minidlnad"})
+        host.add_process({process});
+    EXPECT_EQ(check("ftp"), 0);
+    EXPECT_EQ(check("samba"), 0);
+    EXPECT_EQ(check("media"), 0);
+}
+
+TEST_F(Registry, ProcessesAreFoundAnywhereInTheList)
+{
+    for (int i = 0; i < 50; ++i)
+        host.add_process({"kworker"});
+    host.add_process({"proftpd:"});
+    host.add_process({"smbd"});
+    host.add_process({"sh"});
+    host.add_process({"smbd"});
+    EXPECT_EQ(check("ftp"), 1);
+    EXPECT_EQ(check("samba"), 1);
+    EXPECT_EQ(check("url"), 0);
+}
+
+TEST_F(Registry, UnknownServiceIsReported)
+{
+    EXPECT_EQ(check("printer"), 0);
+    EXPECT_EQ(host.transcript(), "stderr: Unknown Service name: printer\n");
+}
+
+TEST_F(Registry, UnknownServiceNameIsNoFormat)
+{
+    EXPECT_EQ(check("%s%n"), 0);
+    EXPECT_EQ(host.transcript(), "stderr: Unknown Service name: %s%n\n");
+}
+
+// ---- starting
+
+TEST_F(Registry, StartingIsTheExistenceOfTheKey)
+{
+    EXPECT_EQ(host.call(check_service_starting, "ftp"), 0);
+    for (const char *value : {"1", "0", ""}) {
+        host.set_status("starting.ftp", value);
+        EXPECT_EQ(host.call(check_service_starting, "ftp"), 1) << value;
+    }
+    EXPECT_EQ(host.call(check_service_starting, "ft"), 0);
+    EXPECT_EQ(host.call(check_service_starting, "samba"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, StartingSurvivesTheLongestValue)
+{
+    host.set_status("starting.ftp", std::string(1023, 'x'));
+    EXPECT_EQ(host.call(check_service_starting, "ftp"), 1);
+}
+
+TEST_F(Registry, StartingIsSetAndRemoved)
+{
+    EXPECT_EQ(host.call(set_service_starting, "ftp", 1), 0);
+    EXPECT_EQ(host.call(set_service_starting, "torrent", -1), 0);
+    EXPECT_EQ(host.call(set_service_starting, "ftp", 0), 0);
+    EXPECT_EQ(host.call(set_service_starting, "media", 0), 0);
+    EXPECT_EQ(host.transcript(), "set-status starting.ftp = 1\n"
+                                 "set-status starting.torrent = 1\n"
+                                 "remove-status starting.ftp\n"
+                                 "remove-status starting.media -> failed\n");
+    EXPECT_EQ(host.config.total_reads, 0);
+}
+
+TEST_F(Registry, StartingKeyIsCutAt127Characters)
+{
+    const std::string name(200, 'n');
+    const std::string key = "starting." + std::string(118, 'n');
+    EXPECT_EQ(host.call(set_service_starting, name.c_str(), 1), 0);
+    EXPECT_EQ(host.transcript(), "set-status " + key + " = 1\n");
+    EXPECT_EQ(host.call(check_service_starting, name.c_str()), 1);
+    EXPECT_EQ(host.status.reads[key], 1);
+    EXPECT_EQ(host.status.total_reads, 1);
+}
+
+// ---- restart_nas_service
+
+TEST_F(Registry, DeadServiceIsRestarted)
+{
+    set_up_media();
+    EXPECT_EQ(restart("media"), 1);
+    EXPECT_EQ(host.transcript(), "stderr: Restart Service: media\n"
+                                 "request media\n");
+}
+
+TEST_F(Registry, RunningServiceIsLeftAlone)
+{
+    set_up_media();
+    host.add_process({"minidlna"});
+    EXPECT_EQ(restart("media"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, DisabledServiceIsLeftAlone)
+{
+    set_up_media();
+    host.set_config("media_conf", "0,Film,");
+    EXPECT_EQ(restart("media"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, ServiceWithoutItsDiskIsLeftAlone)
+{
+    set_up_media();
+    sandbox.set_mounts("");
+    EXPECT_EQ(restart("media"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, StartingServiceIsNotAskedForAgain)
+{
+    set_up_media();
+    host.set_status("starting.media", "1");
+    EXPECT_EQ(restart("media"), 0);
+    EXPECT_EQ(host.transcript(), "stderr: Restart Service: media\n"
+                                 "stderr: --> Service is starting now. Try next turn\n");
+}
+
+TEST_F(Registry, StartingFlagOfAnotherServiceDoesNotMatter)
+{
+    set_up_media();
+    host.set_status("starting.ftp", "1");
+    EXPECT_EQ(restart("media"), 1);
+}
+
+TEST_F(Registry, UnknownServiceIsNotRestartedAndNotReported)
+{
+    EXPECT_EQ(restart("printer"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+// ---- start_serviced, stop_nas_service
+
+TEST_F(Registry, ServicedIsEndedAndStarted)
+{
+    host.add_process({"serviced"});
+    EXPECT_EQ(host.call(start_serviced), 0);
+    EXPECT_EQ(host.transcript(), "stderr: =====================> Real Start Serviced\n"
+                                 "run /usr/bin/killall serviced -> 0\n"
+                                 "run /sbin/serviced & -> 0\n");
+}
+
+TEST_F(Registry, ServicedIsStartedWhateverTheCommandsSay)
+{
+    host.on_command("/usr/bin/killall serviced", {-1});
+    host.on_command("/sbin/serviced &", {127});
+    EXPECT_EQ(host.call(start_serviced), 0);
+    EXPECT_EQ(host.transcript(), "stderr: =====================> Real Start Serviced\n"
+                                 "run /usr/bin/killall serviced -> failed\n"
+                                 "run /sbin/serviced & -> 127\n");
+}
+
+constexpr const char *quick_pass_nothing_runs = "run killall serviced -> 1\n"
+                                                "run killall nmbd -> 1\n"
+                                                "run /usr/bin/killall smbd -> 1\n"
+                                                "run killall lighttpd_kelsto -> 1\n"
+                                                "run /usr/bin/killall proftpd -> 1\n"
+                                                "run /usr/bin/killall lighttpd -> 1\n"
+                                                "run /usr/bin/killall rsync -> 1\n"
+                                                "run /usr/bin/killall transmission-daemon -> 1\n"
+                                                "run /usr/bin/killall minidlna -> 1\n";
+
+constexpr const char *wait_pass_nothing_runs = "run /usr/bin/killall smbd -> 1\n"
+                                               "stderr: /usr/bin/killall smbd\n"
+                                               "list smbd -> 0\n"
+                                               "run /usr/bin/killall proftpd -> 1\n"
+                                               "stderr: /usr/bin/killall proftpd\n"
+                                               "list proftpd: -> 0\n"
+                                               "run /usr/bin/killall lighttpd -> 1\n"
+                                               "stderr: /usr/bin/killall lighttpd\n"
+                                               "list lighttpd -> 0\n"
+                                               "run /usr/bin/killall rsync -> 1\n"
+                                               "stderr: /usr/bin/killall rsync\n"
+                                               "list rsync -> 0\n"
+                                               "run /usr/bin/killall nalvexcloud -> 1\n"
+                                               "stderr: /usr/bin/killall nalvexcloud\n"
+                                               "list nalvexcloud -> 0\n"
+                                               "run /usr/bin/killall transmission-daemon -> 1\n"
+                                               "stderr: /usr/bin/killall transmission-daemon\n"
+                                               "list transmission-daemon -> 0\n"
+                                               "run /usr/bin/killall minidlna -> 1\n"
+                                               "stderr: /usr/bin/killall minidlna\n"
+                                               "list minidlna -> 0\n";
+
+TEST_F(Registry, EverythingIsStopped)
+{
+    EXPECT_EQ(host.call(stop_nas_service), 0);
+    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + "run /usr/bin/killall telnetd -> 1\n" +
+                                     wait_pass_nothing_runs +
+                                     "run /usr/bin/killall telnetd -> 1\n"
+                                     "stderr: /usr/bin/killall telnetd\n"
+                                     "list telnetd -> 0\n");
+}
+
+TEST_F(Registry, TestModeOfTheFactoryKeepsTelnet)
+{
+    host.device.factory_test_mode = true;
+    host.add_process({"telnetd"});
+    EXPECT_EQ(host.call(stop_nas_service), 0);
+    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + wait_pass_nothing_runs);
+    ASSERT_EQ(host.processes.size(), 1U);
+    EXPECT_EQ(host.processes[0].name, "telnetd");
+}
+
+TEST_F(Registry, RunningDaemonsAreStoppedAndWaitedFor)
+{
+    host.add_process({"serviced"});
+    host.add_process({"nmbd"});
+    host.add_process({.name = "smbd", .kills = 2});
+    host.add_process({"smbd"});
+    host.add_process({"lighttpd_kelsto"});
+    host.add_process({"proftpd:"});
+    host.add_process({"nalvexcloud"});
+    host.add_process({"transmission-daemon", "", "transmission-da"});
+    host.add_process({.name = "telnetd", .only_forced = true});
+    EXPECT_EQ(host.call(stop_nas_service), 0);
+    EXPECT_TRUE(host.processes.empty());
+    std::string waiting;
+    for (int i = 0; i < 11; ++i)
+        waiting += "list telnetd -> 1\nstderr: Waiting for entware to be dead\nsleep 1\n";
+    EXPECT_EQ(host.transcript(), "run killall serviced -> 0\n"
+                                 "run killall nmbd -> 0\n"
+                                 "run /usr/bin/killall smbd -> 0\n"
+                                 "run killall lighttpd_kelsto -> 0\n"
+                                 "run /usr/bin/killall proftpd -> 0\n"
+                                 "run /usr/bin/killall lighttpd -> 1\n"
+                                 "run /usr/bin/killall rsync -> 1\n"
+                                 "run /usr/bin/killall transmission-daemon -> 0\n"
+                                 "run /usr/bin/killall minidlna -> 1\n"
+                                 "run /usr/bin/killall telnetd -> 0\n"
+                                 "run /usr/bin/killall smbd -> 0\n"
+                                 "stderr: /usr/bin/killall smbd\n"
+                                 "list smbd -> 0\n"
+                                 "run /usr/bin/killall proftpd -> 1\n"
+                                 "stderr: /usr/bin/killall proftpd\n"
+                                 "list proftpd: -> 0\n"
+                                 "run /usr/bin/killall lighttpd -> 1\n"
+                                 "stderr: /usr/bin/killall lighttpd\n"
+                                 "list lighttpd -> 0\n"
+                                 "run /usr/bin/killall rsync -> 1\n"
+                                 "stderr: /usr/bin/killall rsync\n"
+                                 "list rsync -> 0\n"
+                                 "run /usr/bin/killall nalvexcloud -> 0\n"
+                                 "stderr: /usr/bin/killall nalvexcloud\n"
+                                 "list nalvexcloud -> 0\n"
+                                 "run /usr/bin/killall transmission-daemon -> 1\n"
+                                 "stderr: /usr/bin/killall transmission-daemon\n"
+                                 "list transmission-daemon -> 0\n"
+                                 "run /usr/bin/killall minidlna -> 1\n"
+                                 "stderr: /usr/bin/killall minidlna\n"
+                                 "list minidlna -> 0\n"
+                                 "run /usr/bin/killall telnetd -> 0\n"
+                                 "stderr: /usr/bin/killall telnetd\n" +
+                                     waiting +
+                                     "run /usr/bin/killall -9 telnetd -> 0\n"
+                                     "stderr: Kill -9 for telnetd\n"
+                                     "list telnetd -> 0\n");
+}
+
+TEST_F(Registry, StuckDaemonsAreWaitedForNoLongerThan101SecondsEach)
+{
+    for (const char *process : {"smbd", "lighttpd"})
+        host.add_process({.name = process, .kills = -1});
+    EXPECT_EQ(host.call(stop_nas_service), 0);
+    EXPECT_EQ(host.count_lines("sleep 1"), 202);
+    EXPECT_EQ(host.count_lines("stderr: Waiting for samba to be dead"), 101);
+    EXPECT_EQ(host.count_lines("stderr: Waiting for url to be dead"), 101);
+    EXPECT_EQ(host.count_lines("run /usr/bin/killall -9 smbd"), 9);
+    EXPECT_EQ(host.count_lines("run /usr/bin/killall -9 lighttpd"), 9);
+    EXPECT_EQ(host.lines().back(), "list telnetd -> 0");
+}
+
+// ---- the callback status
+
+TEST_F(Registry, CallbackStatusKnowsAllAlone)
+{
+    EXPECT_EQ(host.call(get_service_callback_status, "all"), 0);
+    host.set_status("nas_callback_status", "all");
+    EXPECT_EQ(host.call(get_service_callback_status, "all"), 1);
+    for (const char *name : {"ftp", "ALL", "al", "alll", ""})
+        EXPECT_EQ(host.call(get_service_callback_status, name), 0) << name;
+    for (const char *value : {"ftp", "ALL", "al", "all ", ""}) {
+        host.set_status("nas_callback_status", value);
+        EXPECT_EQ(host.call(get_service_callback_status, "all"), 0) << value;
+        EXPECT_EQ(host.call(get_service_callback_status, value), 0) << value;
+    }
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, CallbackStatusSurvivesTheLongestValue)
+{
+    host.set_status("nas_callback_status", "all" + std::string(1020, 'x'));
+    EXPECT_EQ(host.call(get_service_callback_status, "all"), 0);
+}
+
+TEST_F(Registry, CallbackStatusIsNeverSet)
+{
+    EXPECT_EQ(host.call([] { return set_service_callback_status(); }), 0);
+    EXPECT_EQ(host.call([] { return set_service_callback_status("ftp", 1); }), 0);
+    EXPECT_EQ(host.call([] { return set_service_callback_status("all", 7, 2.5, nullptr); }), 0);
+    EXPECT_EQ(host.transcript(), "");
+    EXPECT_TRUE(host.status.values.empty());
+}
+
+// ---- system accounts
+
+TEST_F(Registry, SystemAccounts)
+{
+    const int accounts[] = {1, 1, 0, 0, 0, 0, 0, 0};
+    const int passwords[] = {1, 0, 0, 0, 0, 0, 0, 0};
+    for (std::size_t i = 0; i < std::size(all_services); ++i) {
+        EXPECT_EQ(host.call(use_system_user, all_services[i]), accounts[i]) << all_services[i];
+        EXPECT_EQ(host.call(use_system_passwd, all_services[i]), passwords[i]) << all_services[i];
+    }
+    for (const char *name : {"", "FTP", "ftpd", "ft", "unknown"}) {
+        EXPECT_EQ(host.call(use_system_user, name), 0) << name;
+        EXPECT_EQ(host.call(use_system_passwd, name), 0) << name;
+    }
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, NamesAreReadNoFurtherThanTheirEnd)
+{
+    for (const char *text : {"", "f", "med", "entwar"}) {
+        const GuardedText name(text);
+        EXPECT_EQ(host.call(use_system_user, static_cast<const char *>(name)), 0) << text;
+        EXPECT_EQ(enabled(name), 0) << text;
+    }
+}
+
+// ---- the records of services that this version does not run: cleared, switched off, 0
+
+template <class Record>
+std::string bytes(const Record &record)
+{
+    return {reinterpret_cast<const char *>(&record), sizeof record};
+}
+
+template <class Record>
+void expect_cleared(nas_test::RecordingHost &host, int (*getter)(Record *))
+{
+    Record record;
+    std::memset(&record, 0x5a, sizeof record);
+    EXPECT_EQ(host.call(getter, &record), 0);
+    EXPECT_EQ(bytes(record), std::string(sizeof record, '\0'));
+}
+
+TEST_F(Registry, RecordsOfLaterVersionsAreCleared)
+{
+    for (const char *key : {"ftp_conf", "samba_conf", "url_conf", "rsync_conf", "nalvexcloud_conf", "torrent_conf"})
+        host.set_config(key, "1,2,3,4,5,6,7");
+    expect_cleared(host, get_ftpd_config);
+    expect_cleared(host, get_samba_config);
+    expect_cleared(host, get_urlsvc_config);
+    expect_cleared(host, get_rsync_config);
+    expect_cleared(host, get_nalvexcloud_config);
+    expect_cleared(host, get_torrent_config);
+    expect_cleared(host, get_entware_config);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, RecordsOfLaterVersionsMayBeNull)
+{
+    EXPECT_EQ(host.call([] { return get_urlsvc_config(nullptr); }), 0);
+    EXPECT_EQ(host.call([] { return get_rsync_config(nullptr); }), 0);
+    EXPECT_EQ(host.call([] { return get_nalvexcloud_config(nullptr); }), 0);
+    EXPECT_EQ(host.call([] { return get_torrent_config(nullptr); }), 0);
+    EXPECT_EQ(host.call([] { return get_entware_config(nullptr); }), 0);
+}
+
+TEST_F(Registry, PackageEnvironmentHasNothingToTakeDown)
+{
+    EXPECT_EQ(host.call(fini_entware), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+} // namespace
