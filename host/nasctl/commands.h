@@ -1,0 +1,18 @@
+/* One function per group of commands: it adds them to the command line. A command that fails throws. */
+#ifndef NASCTL_COMMANDS_H
+#define NASCTL_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+
+namespace nasctl
+{
+
+void add_service_commands(CLI::App &app);
+void add_config_commands(CLI::App &app);
+void add_storage_commands(CLI::App &app);
+void add_status_command(CLI::App &app);
+void add_event_commands(CLI::App &app);
+
+} // namespace nasctl
+
+#endif

@@ -1,0 +1,201 @@
+/* nasctl service list|show|set|enable|disable|start|stop */
+#include "commands.h"
+
+#include "nas/service.h"
+
+#include "services.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+
+namespace nasctl
+{
+namespace
+{
+
+struct Arguments {
+    std::string name;
+    std::vector<std::string> assignments;
+    bool force = false;
+    bool forced = false;
+    bool no_apply = false;
+};
+
+/* What the library says on standard output while it works is no result of the command. */
+class OutputToError
+{
+  public:
+    OutputToError()
+    {
+        fflush(stdout);
+        kept_ = dup(STDOUT_FILENO);
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    ~OutputToError()
+    {
+        fflush(stdout);
+        dup2(kept_, STDOUT_FILENO);
+        close(kept_);
+    }
+    OutputToError(const OutputToError &) = delete;
+    OutputToError &operator=(const OutputToError &) = delete;
+
+  private:
+    int kept_;
+};
+
+/* The "starting" mark keeps others from starting the service at the same time. */
+void run_callback(const ServiceControl &control, const char *mode)
+{
+    OutputToError output;
+    set_service_starting(control.name, 1);
+    control.run(mode);
+    set_service_starting(control.name, 0);
+}
+
+/* A daemon that was just started needs a moment until it is in the process list. */
+ServiceState settled_state(const std::string &name, bool wanted)
+{
+    constexpr int passes = 20;
+    ServiceState state;
+    for (int pass = 0; pass < passes; pass++) {
+        state = service_state(service_info(name));
+        if ((state.running >= state.needed) == wanted)
+            break;
+        usleep(100 * 1000);
+    }
+    return state;
+}
+
+void print_state(const ServiceState &state)
+{
+    if (json_wanted)
+        return print_json(service_json(state));
+    std::string line = state.name + (state.enabled ? ": switched on, " : ": switched off, ") +
+                       std::to_string(state.running) + " of " + std::to_string(state.needed) + " running";
+    print_line(line);
+}
+
+/* Runs the service as its record says, or as `mode` says, and tells how it stands then. */
+void apply(const ServiceControl &control, const char *mode, bool should_run)
+{
+    run_callback(control, mode);
+    ServiceState state = settled_state(control.name, should_run);
+    print_state(state);
+    if (should_run && state.running < state.needed)
+        throw Failure(state.name + ": it does not run" + (state.obstacle.empty() ? "" : ": " + state.obstacle));
+    if (!should_run && state.running > 0)
+        throw Failure(state.name + ": it still runs");
+}
+
+bool is_enabled(const ServiceControl &control)
+{
+    return control.show().at("enabled").get<bool>();
+}
+
+void apply_record(const ServiceControl &control, bool no_apply)
+{
+    if (no_apply)
+        print_state(service_state(service_info(control.name)));
+    else
+        apply(control, nullptr, is_enabled(control));
+}
+
+Assignments parse_assignments(const std::vector<std::string> &texts)
+{
+    Assignments assignments;
+    for (const std::string &text : texts) {
+        size_t equals = text.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw UsageError("\"" + text + "\" is no KEY=VALUE");
+        assignments.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+    }
+    return assignments;
+}
+
+void list_services()
+{
+    std::vector<ServiceState> states = all_service_states();
+    if (!json_wanted)
+        return print_table(service_rows(states));
+    Json json = Json::array();
+    for (const ServiceState &state : states)
+        json.push_back(service_json(state));
+    print_json(json);
+}
+
+void show_service(const std::string &name)
+{
+    Json record = service_control(name).show();
+    if (json_wanted)
+        return print_json(record);
+    std::vector<std::vector<std::string>> rows = {{"SETTING", "VALUE"}};
+    for (const auto &[key, value] : record.items())
+        rows.push_back({key, value.is_boolean() ? yes_or_no(value.get<bool>()) : value.get<std::string>()});
+    print_table(rows);
+}
+
+void start_service(const std::string &name, bool forced)
+{
+    const ServiceControl &control = service_control(name);
+    if (!forced && !is_enabled(control))
+        throw Failure(name + ": it is switched off (nasctl service enable " + name +
+                      " switches it on, --forced starts it once)");
+    apply(control, forced ? "forced" : nullptr, true);
+}
+
+void add_set(CLI::App &service, const std::shared_ptr<Arguments> &arguments)
+{
+    CLI::App *set = service.add_subcommand("set", "Change a service's settings and run it as they say");
+    set->add_option("NAME", arguments->name)->required();
+    set->add_option("KEY=VALUE", arguments->assignments)->required();
+    set->add_flag("--force", arguments->force, "Take a disk that is not mounted");
+    set->add_flag("--no-apply", arguments->no_apply, "Only store the settings");
+    set->callback([arguments] {
+        const ServiceControl &control = service_control(arguments->name);
+        control.set(parse_assignments(arguments->assignments), arguments->force);
+        apply_record(control, arguments->no_apply);
+    });
+}
+
+void add_switch(CLI::App &service, const std::shared_ptr<Arguments> &arguments, bool on)
+{
+    CLI::App *command = on ? service.add_subcommand("enable", "Switch a service on and start it")
+                           : service.add_subcommand("disable", "Switch a service off and stop it");
+    command->add_option("NAME", arguments->name)->required();
+    command->add_flag("--no-apply", arguments->no_apply, "Only store the setting");
+    command->callback([arguments, on] {
+        const ServiceControl &control = service_control(arguments->name);
+        control.enable(on);
+        apply_record(control, arguments->no_apply);
+    });
+}
+
+} // namespace
+
+void add_service_commands(CLI::App &app)
+{
+    auto arguments = std::make_shared<Arguments>();
+    CLI::App *service = app.add_subcommand("service", "The services: list, change, switch, run");
+    service->require_subcommand(1);
+
+    service->add_subcommand("list", "All services and how they stand")->callback(list_services);
+    CLI::App *show = service->add_subcommand("show", "A service's settings");
+    show->add_option("NAME", arguments->name)->required();
+    show->callback([arguments] { show_service(arguments->name); });
+    add_set(*service, arguments);
+    add_switch(*service, arguments, true);
+    add_switch(*service, arguments, false);
+
+    CLI::App *start = service->add_subcommand("start", "Start a service anew");
+    start->add_option("NAME", arguments->name)->required();
+    start->add_flag("--forced", arguments->forced, "Start it even when it is switched off");
+    start->callback([arguments] { start_service(arguments->name, arguments->forced); });
+    CLI::App *stop = service->add_subcommand("stop", "Stop a service; its settings stay");
+    stop->add_option("NAME", arguments->name)->required();
+    stop->callback([arguments] { apply(service_control(arguments->name), "nomount", false); });
+}
+
+} // namespace nasctl

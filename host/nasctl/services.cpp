@@ -1,0 +1,105 @@
+#include "services.h"
+
+#include "nas/service.h"
+#include "platform/process.h"
+
+#include <cstring>
+
+namespace nasctl
+{
+namespace
+{
+
+const ServiceControl *const controls[] = {
+    &media_control,
+};
+
+const ServiceControl *find_control(const std::string &name)
+{
+    for (const ServiceControl *control : controls) {
+        if (name == control->name)
+            return control;
+    }
+    return nullptr;
+}
+
+int count_processes(const char *process_name)
+{
+    ProcessList list;
+    int count = 0;
+    get_process_list(nullptr, &list, 0);
+    for (const ProcessEntry *entry = list.first; entry != nullptr; entry = entry->next)
+        count += strcmp(entry->name, process_name) == 0 ? 1 : 0;
+    free_process_list(&list);
+    return count;
+}
+
+} // namespace
+
+const NasServiceInfo &service_info(const std::string &name)
+{
+    std::string known;
+    for (const NasServiceInfo *info = nas_service_table; info->name != nullptr; info++) {
+        if (name == info->name)
+            return *info;
+        known += std::string(known.empty() ? "" : ", ") + info->name;
+    }
+    throw UsageError("there is no service \"" + name + "\" (services: " + known + ")");
+}
+
+const ServiceControl &service_control(const std::string &name)
+{
+    service_info(name);
+    const ServiceControl *control = find_control(name);
+    if (control == nullptr)
+        throw Failure(name + ": not available in this version");
+    return *control;
+}
+
+/* The record's own flag is shown: the library counts a service without its disk as switched off. */
+ServiceState service_state(const NasServiceInfo &info)
+{
+    const ServiceControl *control = find_control(info.name);
+    ServiceState state;
+    state.name = info.name;
+    state.available = control != nullptr;
+    state.enabled = control != nullptr ? control->show().at("enabled").get<bool>() : get_service_enable(info.name) != 0;
+    state.running = count_processes(info.process_name);
+    state.needed = info.min_processes;
+    if (state.enabled && control != nullptr)
+        state.obstacle = control->obstacle();
+    return state;
+}
+
+std::vector<ServiceState> all_service_states()
+{
+    std::vector<ServiceState> states;
+    for (const NasServiceInfo *info = nas_service_table; info->name != nullptr; info++)
+        states.push_back(service_state(*info));
+    return states;
+}
+
+std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states)
+{
+    std::vector<std::vector<std::string>> rows = {{"SERVICE", "ENABLED", "RUNNING", "REMARK"}};
+    for (const ServiceState &state : states) {
+        std::string running = std::to_string(state.running) + " of " + std::to_string(state.needed);
+        rows.push_back({state.name, yes_or_no(state.enabled), running,
+                        state.available ? state.obstacle : "not available in this version"});
+    }
+    return rows;
+}
+
+Json service_json(const ServiceState &state)
+{
+    Json json = {{"name", state.name},
+                 {"available", state.available},
+                 {"enabled", state.enabled},
+                 {"running", state.running},
+                 {"needed", state.needed}};
+    if (!state.obstacle.empty())
+        json["obstacle"] = state.obstacle;
+    return json;
+}
+
+} // namespace nasctl

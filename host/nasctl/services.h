@@ -1,0 +1,62 @@
+/* How nasctl sees and changes the services. A further service is one more row of the table in services.cpp. */
+#ifndef NASCTL_SERVICES_H
+#define NASCTL_SERVICES_H
+
+#include "output.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+struct NasServiceInfo;
+
+namespace nasctl
+{
+
+/* "key" and "value", in the order given. */
+using Assignments = std::vector<std::pair<std::string, std::string>>;
+
+struct ServiceControl {
+    const char *name;
+    const char *keys; /* what `set` takes, for messages */
+    /* The record: "enabled" and the keys. */
+    Json (*show)();
+    /* Changes the record; throws a UsageError or a Failure and changes nothing when a value is refused. `force`
+     * also takes a disk that is not mounted. */
+    void (*set)(const Assignments &changes, bool force);
+    /* Switches the service on or off; throws when something is missing that it needs. */
+    void (*enable)(bool on);
+    /* Why a service that is switched on cannot run now; empty when nothing is in the way. */
+    std::string (*obstacle)();
+    /* The library's callback. */
+    int (*run)(const char *mode);
+};
+
+struct ServiceState {
+    std::string name;
+    bool available = false; /* this version can change and run it */
+    bool enabled = false;
+    int running = 0;
+    int needed = 0;
+    std::string obstacle;
+};
+
+/* Throws for an unknown service. */
+const NasServiceInfo &service_info(const std::string &name);
+
+/* Throws for an unknown service and for one that this version cannot change. */
+const ServiceControl &service_control(const std::string &name);
+
+ServiceState service_state(const NasServiceInfo &info);
+std::vector<ServiceState> all_service_states();
+
+/* The states as a table's rows with a heading, and as JSON. */
+std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states);
+Json service_json(const ServiceState &state);
+
+/* Defined in media.cpp. */
+extern const ServiceControl media_control;
+
+} // namespace nasctl
+
+#endif
