@@ -13,7 +13,8 @@ note() { [ -z "$VERBOSE" ] || printf '%s\n' "$*" >&2; }
 
 need_root() {
     [ "$(id -u)" -eq 0 ] && return
-    warn 'root is needed: namespaces, mounts, loop devices and virtual network links are made (all of them private; nothing of this machine is changed)'
+    warn 'root is needed: namespaces, mounts, loop devices and virtual network links are made'
+    warn '(all of them private; nothing of this machine is changed)'
     exit 2
 }
 

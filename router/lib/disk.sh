@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# vr plug, unplug: an image file becomes a USB disk of the router. A disk's record is $STATE/disks/DISK, lines "key value".
+# vr plug, unplug: an image file becomes a USB disk of the router.
+# A disk's record is $STATE/disks/DISK, lines "key value".
 
 record_field() { sed -n "s/^$2 //p" "$1"; }
 
@@ -126,10 +127,11 @@ remove_disk() {
 is_detached() { ! is_attached "$@"; }
 
 list_disks() {
-    local record disk
+    local record disk folder
     for record in "$STATE"/disks/sd?; do
         [ -e "$record" ] || continue
         disk=$(basename "$record")
-        printf '%-7s %s from %s\n' "$disk" "$(mount_point "$disk" | grep . || echo 'not mounted')" "$(record_field "$record" image)"
+        folder=$(mount_point "$disk")
+        printf '%-7s %s from %s\n' "$disk" "${folder:-not mounted}" "$(record_field "$record" image)"
     done
 }

@@ -40,7 +40,10 @@ find_compiler() {
 }
 
 # hash_of FILE...: names and contents
-hash_of() { (cd "$ROUTER" && find "$@" \( -type f -o -type l \) -print0 | sort -z | xargs -0 sha256sum) | sha256sum | cut -c1-12; }
+hash_of() {
+    (cd "$ROUTER" && find "$@" \( -type f -o -type l \) -print0 | sort -z | xargs -0 sha256sum) |
+        sha256sum | cut -c1-12
+}
 
 name_layers() {
     PACKAGES=$BUILD/packages-$(hash_of packages lib/packages.sh)
@@ -106,7 +109,8 @@ fill_root() {
     fill_bin "$root" "$packages/usr"
     fill_lib "$root" "$packages/usr"
     fill_etc "$root/etc" "$packages/etc"
-    "$CC" -std=gnu99 -static -Os -s -o "$root/sbin/init" "$ROUTER/root/init.c" || die "cannot compile router/root/init.c"
+    "$CC" -std=gnu99 -static -Os -s -o "$root/sbin/init" "$ROUTER/root/init.c" ||
+        die "cannot compile router/root/init.c"
 }
 
 # What is written at run time is below /tmp, as in a firmware with a read-only flash.
@@ -146,7 +150,7 @@ fill_dev() {
     printf 'major minor  #blocks  name\n\n' >"$dev/.partitions" # becomes /proc/partitions
 }
 
-# The kernel's tree would show the machine's devices; ours shows two USB controllers and, later, what is plugged into them.
+# The kernel's tree would show the machine's devices; ours shows two USB controllers and, later, what is plugged in.
 fill_sys() {
     local sys=$1
     mkdir -p "$sys"/{block,bus/usb/devices,class/usbmisc}

@@ -92,8 +92,8 @@ report_left() {
     left_loops | while read -r line; do warn "left: loop device $line"; done
 }
 
-# The first processes, and those in one of the world's namespaces. Without a process, a mount or a descriptor a namespace
-# ends by itself, and no mount of the world is visible outside.
+# The first processes, and those in one of the world's namespaces. Without a process, a mount or a descriptor a
+# namespace ends by itself, and no mount of the world is visible outside.
 left_processes() {
     {
         recorded_process world || true
