@@ -1,8 +1,8 @@
 # shellcheck shell=bash
 # vr exec, net, cli: into the router, into a network with a program of this machine, or with one of the packages.
 
-# Root in the router is root on this machine's kernel; what would reach past the namespaces is taken away.
-DROPPED=-sys_time,-sys_module,-sys_boot,-sys_rawio,-syslog,-wake_alarm,-mac_admin,-mac_override
+# shellcheck source=router/lib/limits.sh
+. "$ROUTER/lib/limits.sh"
 
 # What starts here may outlive the command and must not keep its lock (descriptor 9).
 in_router() {
