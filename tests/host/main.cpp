@@ -1,0 +1,115 @@
+#include "fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace host_test
+{
+namespace
+{
+
+std::string run_folder;
+
+} // namespace
+
+const std::string &folder()
+{
+    return run_folder;
+}
+
+void use_settings(const std::string &lines)
+{
+    const std::string &f = run_folder;
+    put_contents(f + "/conf.new", "# settings of a test\n"
+                                  "config_store = " +
+                                      f +
+                                      "/etc/config.db\n"
+                                      "status_store = " +
+                                      f +
+                                      "/run/status.db\n"
+                                      "event_log = " +
+                                      f +
+                                      "/log/events\n"
+                                      "led_dir = " +
+                                      f +
+                                      "/led\n"
+                                      "serviced_socket = " +
+                                      f +
+                                      "/serviced.sock\n"
+                                      "upnp_socket = " +
+                                      f +
+                                      "/upnp.sock\n"
+                                      "language_file = " LANGUAGE_FILE "\n" +
+                                      lines);
+    std::filesystem::rename(f + "/conf.new", f + "/conf");
+}
+
+std::string contents(const std::string &path)
+{
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+void put_contents(const std::string &path, const std::string &text)
+{
+    std::ofstream(path, std::ios::trunc) << text;
+}
+
+pid_t start_child(const std::function<bool()> &body)
+{
+    pid_t child = fork();
+    if (child == 0)
+        _exit(body() ? 0 : 1);
+    return child;
+}
+
+bool child_succeeded(pid_t child)
+{
+    int status = 0;
+    return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+bool in_child(const std::function<bool()> &body)
+{
+    return child_succeeded(start_child(body));
+}
+
+std::string output_of(const std::string &command, int *status)
+{
+    std::string output;
+    FILE *pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+        return output;
+    char part[4096];
+    for (size_t got; (got = fread(part, 1, sizeof part, pipe)) > 0;)
+        output.append(part, got);
+    int result = pclose(pipe);
+    if (status != nullptr)
+        *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
+    return output;
+}
+
+} // namespace host_test
+
+int main(int argc, char **argv)
+{
+    testing::InitGoogleTest(&argc, argv);
+    char name[] = "/tmp/nashost-test.XXXXXX";
+    if (mkdtemp(name) == nullptr)
+        return 1;
+    host_test::run_folder = name;
+    setenv("NAS_HOST_CONF", (host_test::folder() + "/conf").c_str(), 1);
+    host_test::use_settings();
+    int result = RUN_ALL_TESTS();
+    std::filesystem::remove_all(host_test::folder());
+    return result;
+}
