@@ -22,8 +22,19 @@ bool run(sqlite3 *database, const char *statement)
     return sqlite3_exec(database, statement, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-/* Two processes that create the file at the same moment: the loser is refused at once, without the busy
- * timeout, and tries again. */
+/* SQLite's own waiting sleeps up to a tenth of a second between two tries: a process that writes without a pause
+ * would keep all others out for longer than they are willing to wait. */
+int wait_for_lock(void *, int tries)
+{
+    constexpr int pause_milliseconds = 1;
+    if (tries >= busy_milliseconds / pause_milliseconds)
+        return 0;
+    sqlite3_sleep(pause_milliseconds);
+    return 1;
+}
+
+/* Two processes that create the file at the same moment: the loser is refused at once, without waiting
+ * for the lock, and tries again. */
 bool use_write_ahead_log(sqlite3 *database)
 {
     constexpr int pause_milliseconds = 10;
@@ -100,7 +111,7 @@ bool set_up(KeyValueFile &file, const std::string &path)
     if (sqlite3_open_v2(path.c_str(), &file.database, flags, nullptr) != SQLITE_OK)
         return false;
     sqlite3 *database = file.database;
-    sqlite3_busy_timeout(database, busy_milliseconds);
+    sqlite3_busy_handler(database, wait_for_lock, nullptr);
     // Closing happens at every fork, so it must be cheap: the log is folded in by a later write instead.
     sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     return use_write_ahead_log(database) && run(database, "PRAGMA wal_autocheckpoint=100") &&

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -141,40 +142,37 @@ TEST(Store, WorksOnBothSidesOfAFork)
     EXPECT_EQ("after", config_text("parent"));
 }
 
-/* The child lives on, alone, while its parent is killed and a newcomer opens the store: had it kept its parent's
- * handle, it would hold no lock, and the newcomer would begin the shared index anew below it. */
+/* A child lives on after its parent and writes, while others open the store, write and leave. Had it kept its
+ * parent's handle it would hold no lock, and every newcomer would begin the shared index anew below it. */
 TEST(Store, ChildOutlivesItsParentWithTheStoreOpen)
 {
+    constexpr int newcomers = 60;
     int turn[2];
     ASSERT_EQ(0, pipe(turn));
     bool parent = in_child([&] {
         iconfig_set_value_direct("orphan", "0");
-        if (fork() == 0) {
-            usleep(200 * 1000);
+        pid_t orphan = host_test::start_child([&] {
             bool good = true;
-            for (int i = 1; i <= 200; i++) {
+            char stop;
+            fcntl(turn[0], F_SETFL, O_NONBLOCK);
+            for (int i = 1; read(turn[0], &stop, 1) != 1; i++)
                 good =
                     good && iconfig_set_intvalue_direct("orphan", i) == 0 && iconfig_get_intvalue_direct("orphan") == i;
-            }
-            ssize_t told = write(turn[1], good ? "y" : "n", 1);
-            _exit(told == 1 ? 0 : 1);
-        }
-        return true;
+            iconfig_set_intvalue_direct("orphan_was_well", good ? 1 : 0);
+            return true;
+        });
+        return orphan > 0;
     });
     EXPECT_TRUE(parent);
-    EXPECT_TRUE(in_child([] {
-        for (int i = 0; i < 200; i++) {
-            if (iconfig_set_intvalue_direct("newcomer", i) != 0)
-                return false;
-            usleep(2000);
-        }
-        return true;
-    }));
-    char answer = '?';
-    ASSERT_EQ(1, read(turn[0], &answer, 1));
-    EXPECT_EQ('y', answer);
-    EXPECT_EQ(200, iconfig_get_intvalue_direct("orphan"));
-    EXPECT_EQ(199, iconfig_get_intvalue_direct("newcomer"));
+    for (int i = 1; i <= newcomers; i++)
+        EXPECT_TRUE(
+            in_child([i] { return iconfig_set_intvalue_direct(("newcomer" + std::to_string(i)).c_str(), i) == 0; }));
+    EXPECT_EQ(1, write(turn[1], "s", 1));
+    for (int pass = 0; pass < 100 && iconfig_get_intvalue_direct("orphan_was_well") == -1; pass++)
+        usleep(20 * 1000);
+    EXPECT_EQ(1, iconfig_get_intvalue_direct("orphan_was_well"));
+    for (int i = 1; i <= newcomers; i++)
+        EXPECT_EQ(i, iconfig_get_intvalue_direct(("newcomer" + std::to_string(i)).c_str()));
     close(turn[0]);
     close(turn[1]);
 }
