@@ -25,7 +25,7 @@ void copy_bounded(char *to, std::size_t size, const std::string &from)
     to[length] = '\0';
 }
 
-std::string format(const char *text, std::va_list arguments)
+[[gnu::format(printf, 1, 0)]] std::string format(const char *text, std::va_list arguments)
 {
     std::va_list again;
     va_copy(again, arguments);

@@ -133,7 +133,7 @@ unsigned nas_test_sleep(unsigned seconds) SYMBOL("sleep");
 int nas_test_kill(pid_t pid, int signal) SYMBOL("kill");
 int nas_test_sethostname(const char *name, std::size_t length) SYMBOL("sethostname");
 std::time_t nas_test_time(std::time_t *result) SYMBOL("time");
-void nas_test_syslog(int priority, const char *format, ...) SYMBOL("syslog");
+void nas_test_syslog(int priority, const char *format, ...) SYMBOL("syslog") __attribute__((format(printf, 2, 3)));
 void nas_test_sync(void) SYMBOL("sync");
 std::FILE *nas_test_fopen(const char *path, const char *mode) SYMBOL("fopen");
 std::FILE *nas_test_fopen64(const char *path, const char *mode) SYMBOL("fopen64");

@@ -15,8 +15,8 @@ namespace nas_test
 
 enum { NO_NAMESPACES = 77 }; // the exit status when there is no way to get them
 
-// Runs `body` in a child of its own in fresh namespaces and returns its exit status. Started as root it uses root's
-// rights, else a user namespace. When neither works it says what is needed and returns NO_NAMESPACES.
+// Runs `body` in a child of its own in fresh namespaces and ends the program with its exit status. Started as root it
+// uses root's rights, else a user namespace. Returns only when neither works: says what is needed, NO_NAMESPACES.
 int in_sandbox(int (*body)());
 
 class Sandbox

@@ -428,7 +428,23 @@ TEST_F(Media, LongestQuotedPathIsWrittenWhole)
     EXPECT_EQ(host.count_lines("run /sbin/minidlna -f /etc/minidlna.conf -> 0"), 1);
 }
 
-TEST_F(Media, ServerStartsWithTheOldFileWhenMemoryEnds)
+TEST_F(Media, OldFileStaysWhenTheNewOneHasNoMemory)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
+    set_up_media();
+    sandbox.put_file(conf_path, "old\n", 0600);
+    const FailingMemory memory(0, 4096);
+    EXPECT_EQ(callback(ordinary), 0);
+    EXPECT_EQ(host.transcript(), not_there + "run /usr/bin/killall minidlna -> 1\n" + not_there +
+                                     "stdout: media:Can't malloc configbuf\n"
+                                     "run /sbin/minidlna -f /etc/minidlna.conf -> 0\n"
+                                     "log 1 @{106} @{100}\n");
+    EXPECT_EQ(read_file(conf_path), "old\n");
+    EXPECT_EQ(mode_of(conf_path), 0600U);
+}
+
+TEST_F(Media, RunComesToItsEndWhereverMemoryEnds)
 {
     if (!nas_test::memory_can_fail())
         GTEST_SKIP() << "memory cannot be made to fail in this build";

@@ -459,7 +459,8 @@ TEST_F(Mount, FieldsShorterThanTheirPrefixNeverMatch)
                        "a1 /tmp/mnt/B vfat rw 0 0\n"
                        "/dev /tmp/mnt/C vfat rw 0 0\n"
                        "/ /tmp/mnt/D vfat rw 0 0\n");
-    for (const char *name : {"", "a1", "sda1", "1"})
+    // Behind such a field stands the mount point: five characters on from its start lies in there.
+    for (const char *name : {"", "a1", "sda1", "1", "/tmp/mnt/A", "mp/mnt/B", "/tmp/mnt/C", "p/mnt/D"})
         expect_info(mtab_info(host, name), 0, "#", "#");
 }
 
@@ -539,6 +540,12 @@ TEST_F(Mount, DevicePathOfAnEmptyOrUnreadableTable)
         sandbox.set_mounts(table);
         expect_found(devpath(host, "/tmp/mnt/Disk1"), 0, "");
     }
+}
+
+TEST_F(Mount, LineWithoutMountPointMatchesNoPath)
+{
+    sandbox.set_mounts("/dev/sda1\n\n");
+    expect_found(devpath(host, ""), 0, "");
 }
 
 TEST_F(Mount, DevicePathIsDecodedAndCut)

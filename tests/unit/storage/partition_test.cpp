@@ -116,6 +116,15 @@ TEST_F(Partition, UnknownFamiliesGetNoNode)
     EXPECT_EQ(host.transcript(), "");
 }
 
+TEST_F(Partition, NumbersWithoutEndDoNoHarm)
+{
+    EXPECT_EQ(host.call(make_dev_node, "sdb99999999999999999999"), 0);
+    EXPECT_EQ(host.call(make_dev_node, "hdd99999999999999999999"), 0);
+    ASSERT_EQ(host.lines().size(), 4U);
+    EXPECT_EQ(host.lines()[0], "run /bin/mknod -m 660 /dev/sdb b 8 16 -> 0");
+    EXPECT_EQ(host.lines()[2], "run /bin/mknod -m 660 /dev/hdd b 22 0 -> 0");
+}
+
 TEST_F(Partition, FailuresOfMknodDoNotMatter)
 {
     host.on_command_prefix("/bin/mknod", {1});
@@ -396,6 +405,14 @@ TEST_F(Partition, FreeSpaceIsZeroWhereNothingIsMounted)
 TEST_F(Partition, FreeSpaceOfADeadVolumeIsZero)
 {
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+    EXPECT_EQ(host.call(get_fs_available_size, "/tmp/mnt/Disk1"), 0U);
+    EXPECT_EQ(host.statfs_calls, 1);
+}
+
+TEST_F(Partition, FreeSpaceOfAVolumeWithoutBlocksIsZero)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+    host.file_systems["/tmp/mnt/Disk1"] = {4096, 0, 77, 77};
     EXPECT_EQ(host.call(get_fs_available_size, "/tmp/mnt/Disk1"), 0U);
     EXPECT_EQ(host.statfs_calls, 1);
 }
