@@ -6,6 +6,13 @@
 #include <cstddef>
 #include <cstdlib>
 
+// uClibc calls itself glibc, too, but has no second name for its malloc.
+#if defined(__GLIBC__) && !defined(__UCLIBC__) && !defined(NAS_SANITIZE)
+#define NAS_MEMORY_CAN_FAIL 1
+#else
+#define NAS_MEMORY_CAN_FAIL 0
+#endif
+
 namespace
 {
 
@@ -14,7 +21,7 @@ int left;
 unsigned long smallest;
 int failed;
 
-#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
+#if NAS_MEMORY_CAN_FAIL
 bool fails(std::size_t size)
 {
     if (!armed || size < smallest || !nas_test::in_library())
@@ -31,7 +38,7 @@ bool fails(std::size_t size)
 
 } // namespace
 
-#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
+#if NAS_MEMORY_CAN_FAIL
 extern "C" {
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
@@ -53,11 +60,7 @@ namespace nas_test
 
 bool memory_can_fail()
 {
-#if defined(__GLIBC__) && !defined(NAS_SANITIZE)
-    return true;
-#else
-    return false;
-#endif
+    return NAS_MEMORY_CAN_FAIL != 0;
 }
 
 FailingMemory::FailingMemory(int succeed, unsigned long size)

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
+#include <iconv.h>
 #include <string>
 #include <strings.h>
 #include <sys/stat.h>
@@ -364,6 +364,18 @@ Converted convert(nas_test::RecordingHost &host, const char *source, std::size_t
     return {result, std::string(target.data(), strnlen(target.data(), size))};
 }
 
+// A C library for development may come without its charsets but for the few that are built in.
+bool knows_few_charsets()
+{
+#if defined(__GLIBC__) && !defined(__UCLIBC__)
+    const iconv_t converter = iconv_open("EUC-KR", "UTF-8");
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return true;
+    iconv_close(converter);
+#endif
+    return false;
+}
+
 void expect_converted(const Converted &converted, int result, const std::string &text)
 {
     EXPECT_EQ(converted.result, result);
@@ -372,6 +384,8 @@ void expect_converted(const Converted &converted, int result, const std::string 
 
 TEST_F(Util, TextIsConvertedBetweenCharsets)
 {
+    if (knows_few_charsets())
+        GTEST_SKIP() << "the C library came without its charsets";
     expect_converted(convert(host, "abc", 64, "UTF-8", "EUC-KR"), 0, "abc");
     expect_converted(convert(host, "한글", 64, "UTF-8", "EUC-KR"), 0, "\xc7\xd1\xb1\xdb");
     expect_converted(convert(host, "\xc7\xd1\xb1\xdb", 64, "EUC-KR", "UTF-8"), 0, "한글");
@@ -383,8 +397,10 @@ TEST_F(Util, TextIsConvertedBetweenCharsets)
     EXPECT_EQ(host.transcript(), "");
 }
 
-TEST_F(Util, InvalidSequenceEndsTheTextInAQuestionMark)
+TEST_F(Util, InvalidSequenceInAnotherCharsetEndsTheTextToo)
 {
+    if (knows_few_charsets())
+        GTEST_SKIP() << "the C library came without its charsets";
     expect_converted(convert(host,
                              "ab\xff"
                              "cd",
@@ -396,22 +412,36 @@ TEST_F(Util, InvalidSequenceEndsTheTextInAQuestionMark)
     EXPECT_EQ(host.transcript(), "");
 }
 
+TEST_F(Util, InvalidSequenceEndsTheTextInAQuestionMark)
+{
+    expect_converted(convert(host, "abc", 64, "UTF-8", "US-ASCII"), 0, "abc");
+    expect_converted(convert(host,
+                             "ab\xff"
+                             "cd",
+                             64, "UTF-8", "US-ASCII"),
+                     0, "ab?");
+    expect_converted(convert(host, "ab€cd", 64, "UTF-8", "US-ASCII"), 0, "ab?");
+    expect_converted(convert(host, "\xff", 64, "UTF-8", "US-ASCII"), 0, "?");
+    expect_converted(convert(host, "ab\xed\x95", 64, "UTF-8", "US-ASCII"), 0, "ab?");
+    EXPECT_EQ(host.transcript(), "");
+}
+
 TEST_F(Util, RoomMustBeMoreThanThreeTimesTheText)
 {
     const KnownLeak converter; // stays open when the room is too small
-    expect_converted(convert(host, "0123456789", 30, "UTF-8", "EUC-KR"), -1, std::string(30, '#'));
+    expect_converted(convert(host, "0123456789", 30, "UTF-8", "US-ASCII"), -1, std::string(30, '#'));
     EXPECT_EQ(host.transcript(), "stdout: ERROR:More Buf size is needed \n");
     host.forget();
-    expect_converted(convert(host, "0123456789", 31, "UTF-8", "EUC-KR"), 0, "0123456789");
+    expect_converted(convert(host, "0123456789", 31, "UTF-8", "US-ASCII"), 0, "0123456789");
     EXPECT_EQ(host.transcript(), "");
 }
 
 TEST_F(Util, EmptyTextNeedsOneByte)
 {
     const KnownLeak converter; // stays open when the room is too small
-    expect_converted(convert(host, "", 1, "UTF-8", "EUC-KR"), 0, "");
+    expect_converted(convert(host, "", 1, "UTF-8", "US-ASCII"), 0, "");
     EXPECT_EQ(host.transcript(), "");
-    expect_converted(convert(host, "", 0, "UTF-8", "EUC-KR"), -1, "");
+    expect_converted(convert(host, "", 0, "UTF-8", "US-ASCII"), -1, "");
     EXPECT_EQ(host.transcript(), "stdout: ERROR:More Buf size is needed \n");
 }
 
@@ -419,8 +449,8 @@ TEST_F(Util, NegativeRoomIsTooSmall)
 {
     const KnownLeak converter; // stays open when the room is too small
     char target[8] = "#######";
-    EXPECT_EQ(host.call(iconv_string, "a", &target[0], -1, "UTF-8", "EUC-KR"), -1);
-    EXPECT_EQ(host.call(iconv_string, "", &target[0], -1, "UTF-8", "EUC-KR"), -1);
+    EXPECT_EQ(host.call(iconv_string, "a", &target[0], -1, "UTF-8", "US-ASCII"), -1);
+    EXPECT_EQ(host.call(iconv_string, "", &target[0], -1, "UTF-8", "US-ASCII"), -1);
     EXPECT_STREQ(target, "#######");
     EXPECT_EQ(host.transcript(), "stdout: ERROR:More Buf size is needed \n"
                                  "stdout: ERROR:More Buf size is needed \n");
@@ -442,7 +472,7 @@ TEST_F(Util, TextThatOutgrowsItsRoomStaysInsideIt)
 {
     // Four bytes a character: three times the length is too little. The page behind the 13 bytes is forbidden.
     const GuardedBuffer target(13);
-    EXPECT_EQ(host.call(iconv_string, "abcd", target.data(), 13, "US-ASCII", "UTF-32BE"), 0);
+    EXPECT_EQ(host.call(iconv_string, "abcd", target.data(), 13, "US-ASCII", "UCS-4BE"), 0);
     EXPECT_EQ(std::string(target.data(), 8), std::string("\0\0\0a\0\0\0b", 8));
     EXPECT_EQ(target.data()[12], '\0');
 }
