@@ -356,7 +356,9 @@ int read_ftp_private_port(int *ports, int count)
 int write_ftp_private_port(const int *ports, int count)
 {
     std::string value;
-    for (int i = 0; i < number_of_ports(count); i++)
-        value += (i > 0 ? "," : "") + std::to_string(ports[i]);
+    for (int i = 0; i < number_of_ports(count); i++) {
+        value += i > 0 ? "," : "";
+        value += std::to_string(ports[i]);
+    }
     return iconfig_set_value_direct(private_ports_key, value.c_str());
 }
