@@ -1,4 +1,7 @@
-/* The FTP service's record. */
+/* The FTP service.
+ *
+ * Record "ftp_conf": "<enable>,<port>,<web port>,<charset>,<option>". The daemon serves /tmp/mnt: each mounted disk and
+ * each of its folders to the users that may enter it. */
 #ifndef NAS_FTP_H
 #define NAS_FTP_H
 
@@ -8,15 +11,38 @@ NAS_BEGIN_DECLS
 
 struct FtpdConfig {
     int enable;
-    int port;         /* control port */
-    int web_port;     /* port of the remote-access web server */
+    int port;         /* control port; 0: none is opened to the WAN */
+    int web_port;     /* port of the remote-access web server; 0: none is opened */
     char charset[65]; /* "AUTO", "UTF-8", "EUC-KR" or another character set */
     int option5;      /* kept, not used */
-    int anonymous;    /* not stored */
+    int anonymous;    /* not stored; 1 lets the account "anonymous" be made */
 };
 
-/* This version does not run the service: the record is cleared, switched off. Returns 0. */
+enum { NAS_FTP_GLOBAL_SIZE = 16384 };
+
+/* Reads the record. A missing or empty field reads as 0, 21, 9000, "EUC-KR", 0; the charset is cut at 64 characters.
+ * Returns 1. Without a record: the same but "UTF-8", `anonymous` untouched, and 0. */
 int get_ftpd_config(struct FtpdConfig *config);
+
+/* Writes the record (cut at 511 characters) and the active charset's name into /tmp/webroot/ftp_charset. When the
+ * control port changes, the host's list of private FTP ports follows: the old one is cleared, the new one is put in
+ * unless it is 21. Returns 0. */
+int set_ftpd_config(const struct FtpdConfig *config);
+
+/* Writes the daemon's global section, terminated, into `text`, which holds NAS_FTP_GLOBAL_SIZE bytes; a block that
+ * does not fit any more is left out. Reads the users of "ftp" and "samba". Returns the position behind the text. */
+char *print_ftpconf_global(char *text, const struct FtpdConfig *config);
+
+/* Flushes the chain "router_kelsto" and, when the service is on and `wan` is neither null nor empty, forwards its
+ * ports there to `lan`. Returns 1 when rules were written, else 0. */
+int configure_iptables_for_ftp(const struct FtpdConfig *config, const char *wan, const char *lan);
+
+/* Writes /etc/hosts, /etc/proftpd.conf (mode 0644) and /tmp/webroot/ftp_charset, sets the host name, and starts the
+ * daemon anew when the service is on; opens its ports and logs start or stop. `mode` is null for an ordinary run,
+ * "forced" to start it even when it is switched off, without a log and without the control port's UPnP rule,
+ * "nomount" to leave it stopped. A running daemon is killed with signal 9. Entries of a disk whose name holds a control
+ * character or a double quote get no section, with a line on standard error. Returns 0. */
+int ftp_callback(const char *mode);
 
 NAS_END_DECLS
 

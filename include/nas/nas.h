@@ -4,8 +4,9 @@
 #ifndef NAS_NAS_H
 #define NAS_NAS_H
 
-#include "nas/entware.h"
 #include "nas/cloud.h"
+#include "nas/entware.h"
+#include "nas/exposure.h"
 #include "nas/ftp.h"
 #include "nas/media.h"
 #include "nas/mount.h"
@@ -13,6 +14,7 @@
 #include "nas/samba.h"
 #include "nas/service.h"
 #include "nas/torrent.h"
+#include "nas/user.h"
 #include "nas/util.h"
 #include "nas/web.h"
 

@@ -1,4 +1,7 @@
-/* The Samba service's record. */
+/* Windows file sharing.
+ *
+ * Record "samba_conf": "<enabled>,<server name>,<workgroup>,<option>,<recycle>,<smb1>,<smb2>". Shares are the disks below
+ * /mnt and, one level deeper, their folders. Who reaches what is told by the users of "samba". */
 #ifndef NAS_SAMBA_H
 #define NAS_SAMBA_H
 
@@ -8,16 +11,35 @@ NAS_BEGIN_DECLS
 
 struct SambaConfig {
     int enabled;
-    char server_name[128];
-    char workgroup[128];
-    int option4; /* kept, not used */
-    int recycle; /* non-zero: deleted files go to a recycle folder */
-    int smb1;
+    char server_name[128]; /* holds no comma. Default "nalvex" */
+    char workgroup[128];   /* holds no comma. Default "WORKGROUP" */
+    int option4;           /* kept, not used */
+    int recycle;           /* non-zero: deleted files go to a folder "Network Trashes Folder" */
+    int smb1;              /* non-zero: the oldest protocol is spoken */
     int smb2;
 };
 
-/* This version does not run the service: the record is cleared, switched off. Returns 0. */
+/* Reads the record: a missing field is 0 or empty; when both protocols are off, SMB2 is on. Returns 1. Without a
+ * record: the defaults, `smb1` and `smb2` untouched, and 0. */
 int get_samba_config(struct SambaConfig *config);
+
+/* Writes the record (cut at 511 characters). When both protocols are off, SMB1 is switched on, in `config`, too.
+ * Returns 0. */
+int set_samba_config(struct SambaConfig *config);
+
+/* Runs "/usr/bin/killall -9" for smbd and nmbd and empties /var/spool/samba. Returns 0. */
+int kill_samba_daemons(void);
+
+/* Puts every user of "samba" that may enter, with a name and a password, into Samba's password database: runs
+ * "/bin/echo -en '<password>\n<password>' | /sbin/smbpasswd -a -s '<id>'". Both are cut at 63 characters. Returns 0. */
+int init_smb_users(void);
+
+/* Writes /etc/samba/smb.conf (mode 0644) and /etc/samba/<user>_<share>.conf and starts smbd and nmbd anew when the
+ * service is on; logs start or stop. `mode` is null for an ordinary run, "forced" to start them even when the service
+ * is switched off, "nomount" to leave them stopped. Running daemons are killed with signal 9. Entries of a disk whose
+ * name holds a control character get no share, with a line on standard error; nor do names with a "]".
+ * Returns 0; -1, and nothing is changed, when there is no record. */
+int samba_callback(const char *mode);
 
 NAS_END_DECLS
 

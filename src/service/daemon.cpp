@@ -1,4 +1,5 @@
 #include "platform/process.h"
+#include "service/process.h"
 #include "service/registry.h"
 #include "support/text.h"
 
@@ -13,7 +14,7 @@ static constexpr int stubborn_seconds = 11;
 
 using CommandLine = char[256];
 
-static bool process_exists(const char *name)
+bool nas::process_exists(const char *name)
 {
     ProcessList list = {};
     get_process_list(name, &list, 0);

@@ -11,7 +11,9 @@ inline constexpr char event_disk_not_mounted[] = "@{105}";
 inline constexpr char event_started[] = "@{106}";
 inline constexpr char event_stopped[] = "@{107}";
 
+inline constexpr char source_ftp[] = "@{98}";
 inline constexpr char source_media[] = "@{100}";
+inline constexpr char source_samba[] = "@{102}";
 
 inline void log_event(const char *event, const char *source)
 {

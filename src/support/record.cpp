@@ -7,27 +7,28 @@
 namespace nas
 {
 
-bool read_record(Record &record, const char *key)
+bool read_record(Record &record, const char *key, size_t size)
 {
     record.text[0] = '\0';
     record.next = record.text;
-    return iconfig_get_value_direct(key, record.text) != -1;
+    const bool found = iconfig_get_value_direct(key, record.text) != -1;
+    record.text[size - 1] = '\0';
+    return found;
 }
 
-// Cuts the next field out of the record; null when it is missing.
-static const char *next_field(Record &record)
+const char *next_field(Record &record, const char *delimiters)
 {
     char *field = record.next;
-    const size_t length = strcspn(field, ",");
+    const size_t length = strcspn(field, delimiters);
     record.next += length;
-    if (*record.next == ',')
+    if (*record.next != '\0')
         *record.next++ = '\0';
     return length > 0 ? field : nullptr;
 }
 
-int next_int(Record &record, int missing)
+int next_int(Record &record, int missing, const char *delimiters)
 {
-    const char *field = next_field(record);
+    const char *field = next_field(record, delimiters);
     return field != nullptr ? parse_int(field) : missing;
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/store.h"
 
+#include <cstddef>
 #include <span>
 
 namespace nas
@@ -15,11 +16,13 @@ struct Record {
     char *next;
 };
 
-// False when the key is absent; the record then has no fields.
-bool read_record(Record &record, const char *key);
+// Reads a record, cut at `size` - 1 characters. False when the key is absent; the record then has no fields.
+bool read_record(Record &record, const char *key, size_t size = NAS_STORE_VALUE_SIZE);
 
-// The next field. An empty one keeps its place and counts as missing, as does one behind the last.
-int next_int(Record &record, int missing);
+// The next field, up to one of the delimiters; null when it is missing. An empty field keeps its place and
+// counts as missing, as does one behind the last.
+const char *next_field(Record &record, const char *delimiters = ",");
+int next_int(Record &record, int missing, const char *delimiters = ",");
 void next_text(Record &record, std::span<char> to, const char *missing);
 
 // Copies the value of a key of its own into a field of any size; false, and the empty text, when it is absent.

@@ -32,6 +32,11 @@ void end_at_line_feed(char *text)
     text[strcspn(text, "\n")] = '\0';
 }
 
+bool has_control_character(std::string_view text)
+{
+    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+}
+
 bool begins_with(const char *text, std::string_view prefix)
 {
     return strncmp(text, prefix.data(), prefix.size()) == 0;
@@ -45,26 +50,8 @@ int parse_int(const char *text)
 
 TextBuffer::~TextBuffer()
 {
-    free(data);
-}
-
-// Makes room for `more` characters and the terminator.
-static bool reserve(TextBuffer &text, size_t more)
-{
-    if (text.cut)
-        return false;
-    const size_t needed = text.length + more + 1;
-    if (needed <= text.size)
-        return true;
-    const size_t grown = std::max(needed, text.size * 2);
-    char *data = static_cast<char *>(realloc(text.data, grown));
-    if (data == nullptr) {
-        text.cut = true;
-        return false;
-    }
-    text.data = data;
-    text.size = grown;
-    return true;
+    if (!borrowed)
+        free(data);
 }
 
 bool allocate(TextBuffer &text, size_t size)
@@ -77,12 +64,55 @@ bool allocate(TextBuffer &text, size_t size)
     return true;
 }
 
-void append(TextBuffer &text, std::string_view piece)
+void borrow(TextBuffer &text, std::span<char> memory)
 {
-    if (!reserve(text, piece.size()))
-        return;
+    text.data = memory.data();
+    text.data[0] = '\0';
+    text.size = memory.size();
+    text.borrowed = true;
+}
+
+// Makes room for `more` characters and the terminator.
+static bool reserve(TextBuffer &text, size_t more)
+{
+    // Small steps: the text is long-lived, and a router has no memory for a second half that stays empty.
+    static constexpr size_t step = 8192;
+    if (text.cut)
+        return false;
+    const size_t needed = text.length + more + 1;
+    if (needed <= text.size)
+        return true;
+    const size_t grown = needed + step;
+    char *data = text.borrowed ? nullptr : static_cast<char *>(realloc(text.data, grown));
+    if (data == nullptr) {
+        text.cut = true;
+        return false;
+    }
+    text.data = data;
+    text.size = grown;
+    return true;
+}
+
+static void put(TextBuffer &text, std::string_view piece)
+{
     memcpy(text.data + text.length, piece.data(), piece.size());
     text.length += piece.size();
+}
+
+void append(TextBuffer &text, std::string_view piece)
+{
+    append(text, {piece});
+}
+
+void append(TextBuffer &text, std::initializer_list<std::string_view> section)
+{
+    size_t length = 0;
+    for (const std::string_view piece : section)
+        length += piece.size();
+    if (!reserve(text, length))
+        return;
+    for (const std::string_view piece : section)
+        put(text, piece);
     text.data[text.length] = '\0';
 }
 

@@ -3,6 +3,7 @@
 #define NAS_SUPPORT_TEXT_H
 
 #include <cstddef>
+#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -17,19 +18,23 @@ void copy_text(std::span<char> to, std::string_view from);
 // Ends the text at its first line feed.
 void end_at_line_feed(char *text);
 
+// Does it hold a byte below a blank, or a DEL?
+bool has_control_character(std::string_view text);
+
 // string_view's own starts_with calls into the C++ runtime when it is not inlined.
 bool begins_with(const char *text, std::string_view prefix);
 
 // The leading decimal number, as strtol reads it; what an int cannot hold becomes the nearest one. 0 without a number.
 int parse_int(const char *text);
 
-// A text that is built piece by piece. Always terminated; grows past its first size. When memory ends, `cut`
-// latches: the piece that did not fit and all that follow are left out, and it is looked at once, at the end.
+// A text that is built piece by piece. Always terminated; grows past its first size unless the memory is somebody
+// else's. What does not fit into memory is left out whole, as is all that follows: `cut` latches.
 struct TextBuffer {
     char *data = nullptr;
     size_t size = 0;
     size_t length = 0;
     bool cut = false;
+    bool borrowed = false;
 
     TextBuffer() = default;
     TextBuffer(const TextBuffer &) = delete;
@@ -39,7 +44,11 @@ struct TextBuffer {
 
 // Gives an empty buffer its first memory. False when there is none.
 bool allocate(TextBuffer &text, size_t size);
+void borrow(TextBuffer &text, std::span<char> memory);
+
+// Appends one piece, or all pieces of a section: the whole of it or nothing.
 void append(TextBuffer &text, std::string_view piece);
+void append(TextBuffer &text, std::initializer_list<std::string_view> section);
 [[gnu::format(printf, 2, 3)]] void appendf(TextBuffer &text, const char *format, ...);
 
 } // namespace nas

@@ -1,0 +1,59 @@
+#include "share/share.h"
+
+#include "nas/util.h"
+#include "support/text.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace nas
+{
+
+void add_name(UserList &list, const char *id)
+{
+    const std::string_view name = id;
+    const size_t comma = list.length > 0 ? 1 : 0;
+    if (list.length + comma + name.size() >= sizeof list.text || has_control_character(name))
+        return;
+    if (comma == 1)
+        list.text[list.length++] = ',';
+    memcpy(list.text + list.length, name.data(), name.size());
+    list.length += name.size();
+    list.text[list.length] = '\0';
+}
+
+Restriction split_restriction(const NasUser &user)
+{
+    const char *colon = strchr(user.folder, ':');
+    if (colon == nullptr)
+        return {user.folder, {}, false};
+    return {{user.folder, static_cast<size_t>(colon - user.folder)}, colon + 1, true};
+}
+
+FolderList::~FolderList()
+{
+    for (int i = 0; i < count; i++)
+        free(entries[i]);
+    free(entries);
+}
+
+bool list_folders(FolderList &list, const char *path)
+{
+    const int count = scandir(path, &list.entries, dir_filter, real_alphasort);
+    if (count < 0)
+        return false;
+    list.count = count;
+    return true;
+}
+
+bool fits_into_file(const char *folder, const char *name, const char *breaking)
+{
+    const std::string_view text = name;
+    if (!has_control_character(text) && strpbrk(name, breaking) == nullptr && (text.empty() || text.back() != '\\'))
+        return true;
+    fprintf(stderr, "Left out: a name in %s would break the configuration file\n", folder);
+    return false;
+}
+
+} // namespace nas

@@ -1,0 +1,57 @@
+// What FTP and Samba have in common: lists of users and of folders.
+#ifndef NAS_SHARE_SHARE_H
+#define NAS_SHARE_SHARE_H
+
+#include "nas/user.h"
+
+#include <cstddef>
+#include <dirent.h>
+#include <string_view>
+
+namespace nas
+{
+
+// Names joined by commas: whole names only, at most 511 characters.
+struct UserList {
+    char text[512] = "";
+    size_t length = 0;
+
+    operator std::string_view() const
+    {
+        return {text, length};
+    }
+};
+
+// Adds a name where it fits; one that holds a control character would break the file, and is left out.
+void add_name(UserList &list, const char *id);
+
+// A folder restriction, split at its first colon. Without a colon there is no subfolder.
+struct Restriction {
+    std::string_view disk;
+    std::string_view subfolder;
+    bool has_subfolder;
+};
+
+Restriction split_restriction(const NasUser &user);
+
+// The entries of a folder that count, in the locale's order.
+struct FolderList {
+    dirent **entries = nullptr;
+    int count = 0;
+
+    FolderList() = default;
+    FolderList(const FolderList &) = delete;
+    FolderList &operator=(const FolderList &) = delete;
+    ~FolderList();
+};
+
+// False when the folder cannot be listed.
+bool list_folders(FolderList &list, const char *path);
+
+// Can the name of a folder's entry stand in a generated file? Not with a control character, with one of `breaking`,
+// or with a backslash at its end, which would join what follows. Says on standard error when it cannot.
+bool fits_into_file(const char *folder, const char *name, const char *breaking);
+
+} // namespace nas
+
+#endif
