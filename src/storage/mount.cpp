@@ -3,6 +3,7 @@
 #include "platform/process.h"
 #include "storage/disk.h"
 #include "storage/mount_table.h"
+#include "storage/volume_list.h"
 #include "support/text.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ static void fill_sizes(MountEntry &entry, const char *mount_point)
     entry.used_percent = used_percent(blocks - free_blocks, fs.f_bavail);
 }
 
-static MountEntry *make_entry(const Volume &volume)
+static MountEntry *make_entry(const Volume &volume, Sizes sizes)
 {
     auto *entry = static_cast<MountEntry *>(calloc(1, sizeof(MountEntry)));
     if (entry == nullptr)
@@ -47,7 +48,8 @@ static MountEntry *make_entry(const Volume &volume)
     copy_text(entry->folder, volume.folder);
     copy_text(entry->fstype, volume.mount.fstype);
     copy_text(entry->bus, "usb");
-    fill_sizes(*entry, volume.mount.mount_point);
+    if (sizes == Sizes::known)
+        fill_sizes(*entry, volume.mount.mount_point);
     return entry;
 }
 
@@ -61,17 +63,22 @@ static void append_entry(MountList &list, MountEntry *entry)
     list.count++;
 }
 
-int get_mount_list(MountList *list, const char *disk)
+void nas::list_volumes(MountList &list, const char *disk, Sizes sizes)
 {
-    *list = {};
+    list = {};
     MountTable table;
     open_mount_table(table);
     for (Volume volume; next_volume(table, volume, disk);) {
-        MountEntry *entry = make_entry(volume);
+        MountEntry *entry = make_entry(volume, sizes);
         if (entry == nullptr)
             break;
-        append_entry(*list, entry);
+        append_entry(list, entry);
     }
+}
+
+int get_mount_list(MountList *list, const char *disk)
+{
+    list_volumes(*list, disk, Sizes::known);
     return static_cast<int>(list->count);
 }
 
