@@ -33,10 +33,10 @@ struct MountList {
     struct MountEntry *first, *last;
 };
 
-enum { NAS_FSTYPE_SIZE = 32, NAS_MOUNT_POINT_SIZE = 64, NAS_FUSE_LABEL_SIZE = 8 };
+enum { NAS_FSTYPE_SIZE = 32, NAS_MOUNT_POINT_SIZE = 64, NAS_DEVICE_PATH_SIZE = 64, NAS_FUSE_LABEL_SIZE = 8 };
 
-/* Fills `list` (whatever it held before) with the mounted USB volumes in the table's order, those of
- * `disk` alone when it is not null. The caller releases it with free_mount_list.
+/* Fills `list` (whatever it held before) with the mounted USB volumes in the table's order, those whose
+ * entry has that `disk` alone when it is not null. The caller releases it with free_mount_list.
  * Returns the count; 0 when the table cannot be read. When memory ends the list ends there. */
 int get_mount_list(struct MountList *list, const char *disk);
 
@@ -52,7 +52,7 @@ int get_num_of_mountdev(const char *disk);
  * Returns 1 when it is mounted, else 0. */
 int get_mtab_info(const char *dev, char *fstype, char *mount_point);
 
-/* What is mounted at a path? Writes the first such device's path into `dev` (NAS_MOUNT_POINT_SIZE bytes,
+/* What is mounted at a path? Writes the first such device's path into `dev` (NAS_DEVICE_PATH_SIZE bytes,
  * longer text is cut; may be null); the empty text when nothing is.
  * Returns 1 when something is mounted there, else 0. */
 int get_mount_devpath(const char *mount_point, char *dev);

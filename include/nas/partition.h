@@ -36,7 +36,7 @@ unsigned get_partition_num(const char *name);
 /* Returns 1 when a line contains `name`, else 0. */
 int get_blockdev_exist(const char *name);
 
-/* Returns the highest number that directly follows `disk` in the table; 0 when there is none. */
+/* Returns the highest number that follows the first `disk` of a line, as strtol reads it; 0 when there is none. */
 int get_partition_lastidx(const char *disk);
 
 /* Returns the size in blocks of 1 KiB of the device named exactly `name`; 0 when it is not there. */

@@ -63,8 +63,9 @@ int restart_nas_service(const struct ProcessList *list, const char *name);
  * "/sbin/serviced &". The caller must not be named serviced itself. Returns 0. */
 int start_serviced(void);
 
-/* Stops `serviced` and every service: first a quick request to each daemon, then, one after the other, up
- * to 101 seconds of waiting with forced kills. In the factory's test mode telnetd is left alone. Returns 0. */
+/* Stops `serviced` and every service. First quick requests with killall: serviced, nmbd, then the services' daemons
+ * but nalvexcloud's, and "lighttpd_kelsto"; then the package environment is taken down; then each service is waited
+ * for up to 101 seconds, with forced kills. In the factory's test mode telnetd is left alone. Returns 0. */
 int stop_nas_service(void);
 
 /* Takes anything, does nothing, returns 0. */

@@ -40,7 +40,7 @@ struct UsbDevList {
 int get_usbdev_info(const char *path, const char *filter, struct UsbDevInfo *info);
 
 /* Fills `list` (whatever it held before) in the order of the entries' names; `filter` as above. The caller releases it
- * with free_usbdev_list. Returns the count. When memory ends the list ends there. */
+ * with free_usbdev_list. Returns the count. An interface that memory does not suffice for is left out. */
 int get_usbdev_list(struct UsbDevList *list, const char *filter);
 
 /* Releases the records; the head keeps its values and must not be used again before it is filled. Returns 0. */

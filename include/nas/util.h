@@ -45,7 +45,7 @@ char *get_readable_sizestr(uint64_t bytes);
 
 /* Converts `src` from the character set `from` to `to`. `dstsize` must be more than three times the length
  * of `src`; the result is terminated. At the first sequence that cannot be converted the result ends in
- * "?"; the rest is dropped.
+ * "?", where there is room for it; the rest is dropped. A converter whose destination is too small stays open.
  * Returns 0. Returns -1 and leaves `dst` as it was when a charset is unknown ("FAIL 2 <from> <to>" on
  * standard output) or `dstsize` too small ("ERROR:More Buf size is needed " there). */
 int iconv_string(const char *src, char *dst, int dstsize, const char *from, const char *to);

@@ -92,24 +92,25 @@ int check_reload_db(const MediaConfig *)
     return 1;
 }
 
+// Reads the record for use in paths and in the configuration file, where a line feed would add lines.
+static void read_first_lines(MediaConfig &config)
+{
+    get_media_config(&config);
+    end_at_line_feed(config.friendly_name);
+    end_at_line_feed(config.disk_name);
+    end_at_line_feed(config.folder);
+}
+
 int touch_media_db(void)
 {
     MediaConfig config;
-    get_media_config(&config);
+    read_first_lines(config);
     if (config.enabled == 0)
         return 0;
     char quoted_path[512];
     quote_text(quoted_path, get_media_db_filename(&config));
     system2("touch '%s'", quoted_path);
     return 0;
-}
-
-// A line feed in a stored text would add lines to the configuration file.
-static void keep_first_lines(MediaConfig &config)
-{
-    end_at_line_feed(config.friendly_name);
-    end_at_line_feed(config.disk_name);
-    end_at_line_feed(config.folder);
 }
 
 static void append_media_conf(TextBuffer &conf, const MediaConfig &config, const char *quoted_path)
@@ -119,14 +120,15 @@ static void append_media_conf(TextBuffer &conf, const MediaConfig &config, const
     appendf(conf, "media_dir=%s\n", quoted_path); // the server is given the path as the shell is
     appendf(conf, "friendly_name=%s\n", config.friendly_name);
     appendf(conf, "db_dir=%s\n", get_media_db_folder(&config));
-    append(conf, "inotify=yes\n"
-                 "enable_tivo=no\n"
-                 "strict_dlna=no\n"
-                 "notify_interval=895\n"
-                 "serial=12345678\n"
-                 "model_number=1\n"
-                 "album_art_names=Cover.jpg/cover.jpg/AlbumArtSmall.jpg/albumartsmall.jpg/AlbumArt.jpg/albumart.jpg/"
-                 "Album.jpg/album.jpg/Folder.jpg/folder.jpg/Thumb.jpg/thumb.jpg/front.jpg/Front.jpg\n");
+    append(
+        conf,
+        "inotify=yes\n"
+        "enable_tivo=no\n"
+        "strict_dlna=no\n"
+        "notify_interval=895\n"
+        "serial=12345678\n"
+        "model_number=1\n"
+        "album_art_names=Cover.jpg/cover.jpg/AlbumArtSmall.jpg/albumartsmall.jpg/AlbumArt.jpg/albumart.jpg/Album.jpg/album.jpg/Folder.jpg/folder.jpg/Thumb.jpg/thumb.jpg/front.jpg/Front.jpg\n");
 }
 
 // Writes the server's configuration; when anything fails the old file stays.
@@ -154,8 +156,7 @@ int media_callback(const char *mode)
 {
     const CallMode call = read_mode(mode);
     MediaConfig config;
-    get_media_config(&config);
-    keep_first_lines(config);
+    read_first_lines(config);
 
     const bool was_running = daemon_runs("minidlna");
     kill_and_wait_media_server(1, 3);

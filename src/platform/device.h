@@ -8,7 +8,7 @@ extern "C" {
 
 enum { NAS_PRODUCT_SIZE = 128 };
 
-/* `usb_port_kind[i]` is 2 or 3, the USB generation of port i; `model` starts at byte 96. 1024 bytes. */
+/* `usb_port_kind[i]` is 2 or 3, the USB generation of port i + 1; `model` starts at byte 96. 1024 bytes. */
 struct HardwareInfo {
     int usb_port_count;
     int usb_port_kind[23];
@@ -45,7 +45,7 @@ int check_diag_flag(void);
 /* Non-zero when the kernel module is loaded. */
 int check_module_installed(const char *module);
 
-/* Switches the LED of a USB port (index from 0) on (1) or off (0). Returns 0, -1 on failure. */
+/* Switches the LED of a USB port (from 1; -1 for a device that is on none) on (1) or off (0). Returns 0, -1 on failure. */
 int set_usbled(int port, int on);
 
 /* Fills in when the LEDs are to be dark. Returns 0, -1 when nothing is set. */

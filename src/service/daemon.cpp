@@ -1,4 +1,3 @@
-#include "platform/process.h"
 #include "service/process.h"
 #include "service/registry.h"
 #include "support/text.h"
@@ -13,15 +12,6 @@ using namespace nas;
 static constexpr int stubborn_seconds = 11;
 
 using CommandLine = char[256];
-
-bool nas::process_exists(const char *name)
-{
-    ProcessList list = {};
-    get_process_list(name, &list, 0);
-    const bool exists = list.count != 0;
-    free_process_list(&list);
-    return exists;
-}
 
 int kill_service(const char *name)
 {

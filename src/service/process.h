@@ -5,7 +5,7 @@
 namespace nas
 {
 
-// Does a process of that name run?
+// Is a process of that name, or title, in the host's list?
 bool process_exists(const char *name);
 
 } // namespace nas

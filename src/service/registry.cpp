@@ -224,14 +224,13 @@ int stop_nas_service(void)
     for (const char *name : {"ftp", "url", "rsync", "torrent", "media"})
         kill_service(name);
     // The factory's test mode is operated through telnetd.
-    const bool keep_telnetd = is_factory_test_mode() != 0;
-    if (!keep_telnetd)
+    if (is_factory_test_mode() == 0)
         kill_service("entware");
     fini_entware();
 
     for (const char *name : {"samba", "ftp", "url", "rsync", "nalvexcloud", "torrent", "media"})
         kill_and_wait_service(name, 1, 100);
-    if (!keep_telnetd)
+    if (is_factory_test_mode() == 0)
         kill_and_wait_service("entware", 1, 100);
     return 0;
 }

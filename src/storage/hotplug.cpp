@@ -28,7 +28,8 @@ static constexpr char event_disk_unmounted[] = "@{129}";
 
 static constexpr int watchdog_seconds = 10;
 
-using Text = char[128];
+using EventText = char[128];
+using CommandLine = char[128];
 
 static void log_port_event(const char *event, int port)
 {
@@ -43,7 +44,7 @@ static void cache_port_index(const char *disk)
 // A whole disk came. Its partitions are mounted with it, so theirs are no events of their own.
 static void add_disk(const char *disk)
 {
-    Text add_event, mount_request;
+    EventText add_event, mount_request;
     format_text(add_event, "add,%s", disk);
     format_text(mount_request, "mount:%s", disk);
     if (check_diag_flag() != 0) {
@@ -59,7 +60,7 @@ static void add_disk(const char *disk)
 
 static void remove_volume(const char *volume)
 {
-    Text remove_event;
+    EventText remove_event;
     format_text(remove_event, "remove,%s,1,10", volume);
     if (hotplug_callback(remove_event) != 0)
         log_port_event(event_disk_removed, get_usbdev_idx_cache(volume));
@@ -101,7 +102,7 @@ static void handle_event(const char *path, const char *action)
 int hotplug_usb2(int argc, char **argv)
 {
     if (argc == 3) {
-        Text path;
+        EventText path;
         format_text(path, "/block/%s", argv[2]);
         handle_event(path, argv[1]);
         return 0;
@@ -120,7 +121,9 @@ static void perform_add(const char *device)
     if (check_all_unmounted() == 1)
         install_fs_modules();
     set_device_removed(device, 0);
-    system2("/sbin/usbmount %s", device);
+    CommandLine command;
+    format_text(command, "/sbin/usbmount %s", device);
+    system(command);
     start_serviced();
     turnon_usbled_by_silent_control(device);
     log_port_event(event_disk_mounted, get_usbidx_by_devname(device));
@@ -132,7 +135,9 @@ static int perform_remove(const char *device)
     char disk[4];
     copy_text(disk, device);
     stop_nas_service();
-    system2("/sbin/usbumount %s", device);
+    CommandLine command;
+    format_text(command, "/sbin/usbumount %s", device);
+    system(command);
     if (get_num_of_mountdev(disk) != 0)
         return 0;
     turnoff_usbled();
@@ -147,14 +152,11 @@ static int perform_remove(const char *device)
 int hotplug_callback(const char *event)
 {
     Record fields;
-    copy_text(fields.text, event);
-    fields.next = fields.text;
+    split_text(fields, event);
     const char *action = next_field(fields);
-    const char *field = next_field(fields, ",\n");
-    if (action == nullptr || field == nullptr)
+    const char *device = next_field(fields, ",\n");
+    if (action == nullptr || device == nullptr)
         return 0;
-    Text device;
-    copy_text(device, field);
     if (strcmp(action, "add") == 0) {
         perform_add(device);
         return 0;
@@ -185,7 +187,7 @@ int check_usb_tethering_class(const char *path)
 static void remount(const MountEntry &volume)
 {
     puts("No process for fuseblk -> remount again");
-    Text folder;
+    char folder[128];
     format_text(folder, "/mnt/%s", volume.folder);
     system2("umount %s", folder);
     // Whatever driver served it before, this one can be had again at once.

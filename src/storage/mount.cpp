@@ -23,18 +23,26 @@ static int used_percent(uint64_t used_blocks, uint64_t available_blocks)
     return static_cast<int>(std::min<uint64_t>((used_blocks * 100 + reachable / 2) / reachable, 100));
 }
 
-static void fill_sizes(MountEntry &entry, const char *mount_point)
+VolumeSizes nas::ask_for_sizes(const char *mount_point)
 {
     struct statfs fs;
     if (statfs(mount_point, &fs) != 0 || fs.f_blocks == 0)
-        return;
+        return {};
     const uint64_t block_size = static_cast<uint64_t>(fs.f_bsize);
     const uint64_t blocks = fs.f_blocks;
     const uint64_t free_blocks = std::min<uint64_t>(fs.f_bfree, blocks);
-    entry.total = blocks * block_size;
-    entry.used = (blocks - free_blocks) * block_size;
-    entry.free = free_blocks * block_size;
-    entry.used_percent = used_percent(blocks - free_blocks, fs.f_bavail);
+    const uint64_t used_blocks = blocks - free_blocks;
+    return {blocks * block_size, used_blocks * block_size, free_blocks * block_size,
+            used_percent(used_blocks, fs.f_bavail)};
+}
+
+static void fill_sizes(MountEntry &entry, const char *mount_point)
+{
+    const VolumeSizes sizes = ask_for_sizes(mount_point);
+    entry.total = sizes.total;
+    entry.used = sizes.used;
+    entry.free = sizes.free;
+    entry.used_percent = sizes.used_percent;
 }
 
 static MountEntry *make_entry(const Volume &volume, Sizes sizes)
@@ -109,7 +117,7 @@ static const char *device_behind_prefix(const char *path)
     if (begins_with(path, mapper))
         return path + mapper.size();
     // Whatever the first five characters are, they count as the folder.
-    return strlen(path) >= dev.size() ? path + dev.size() : nullptr;
+    return strlen(path) > dev.size() ? path + dev.size() : nullptr;
 }
 
 int get_mtab_info(const char *dev, char *fstype, char *mount_point)
@@ -140,7 +148,7 @@ int get_mount_devpath(const char *mount_point, char *dev)
         if (strcmp(mount.mount_point, mount_point) != 0)
             continue;
         if (dev != nullptr)
-            copy_text({dev, NAS_MOUNT_POINT_SIZE}, mount.device);
+            copy_text({dev, NAS_DEVICE_PATH_SIZE}, mount.device);
         return 1;
     }
     if (dev != nullptr)
@@ -168,11 +176,15 @@ int check_process_mount(const char *process, const char *text)
 
 int get_fuse_fsname(const char *text, char *label)
 {
-    const char *name = "UNKNOWN";
-    if (check_process_mount("ntfs-3g", text) == 1)
-        name = "NTFS";
-    else if (check_process_mount("mount.exfat-fuse", text) == 1)
-        name = "ExFAT";
-    copy_text({label, NAS_FUSE_LABEL_SIZE}, name);
-    return strcmp(name, "UNKNOWN") != 0;
+    const std::span<char> to(label, NAS_FUSE_LABEL_SIZE);
+    if (check_process_mount("ntfs-3g", text) == 1) {
+        copy_text(to, "NTFS");
+        return 1;
+    }
+    if (check_process_mount("mount.exfat-fuse", text) == 1) {
+        copy_text(to, "ExFAT");
+        return 1;
+    }
+    copy_text(to, "UNKNOWN");
+    return 0;
 }

@@ -43,7 +43,7 @@ static void decode_octal_escapes(char *text)
 // Ends the field at the next blank and returns what follows.
 static char *split_field(char *field)
 {
-    char *end = strchrnul(field, ' ');
+    char *end = field + strcspn(field, " ");
     if (*end == ' ')
         *end++ = '\0';
     return end;
@@ -78,7 +78,9 @@ static bool read_volume(Volume &volume)
         return false;
     volume.device = device_slash + 1;
     volume.folder = folder_slash + 1;
-    parse_devname(volume.device, volume.disk, nullptr);
+    char disk[NAS_DEVICE_NAME_SIZE];
+    parse_devname(volume.device, disk, nullptr);
+    copy_text(volume.disk, disk);
     return true;
 }
 

@@ -25,7 +25,7 @@ struct Volume {
     MountLine mount;
     const char *device; // behind the last "/" of the device's path
     const char *folder; // behind the last "/" of the mount point
-    char disk[128];     // the device without its partition number
+    char disk[16];      // the device without its partition number, as a list's entry bears it
 };
 
 // Opens /proc/mounts. A table that cannot be opened has no lines.

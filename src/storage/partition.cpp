@@ -2,14 +2,13 @@
 
 #include "platform/process.h"
 #include "storage/mount_table.h"
+#include "storage/volume_list.h"
 #include "support/line_reader.h"
-#include "support/shell.h"
 #include "support/text.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <sys/vfs.h>
 
 using namespace nas;
 
@@ -45,11 +44,11 @@ int make_dev_node(const char *name)
     if (is_drive(name, "hd")) {
         // The disk's node is always made with minor 0, the partition's with its own.
         system2("/bin/mknod -m 660 /dev/%s b 22 0", disk);
-        system2("/bin/mknod -m 660 /dev/%s b 22 %d", name, (name[2] - 'c') * 64 + index);
+        system2("/bin/mknod -m 660 /dev/%s b 22 %lld", name, (name[2] - 'c') * 64LL + index);
     } else if (is_drive(name, "sd")) {
-        const int first_minor = (name[2] - 'a') * 16;
-        system2("/bin/mknod -m 660 /dev/%s b 8 %d", disk, first_minor);
-        system2("/bin/mknod -m 660 /dev/%s b 8 %d", name, first_minor + index);
+        const long long first_minor = (name[2] - 'a') * 16LL;
+        system2("/bin/mknod -m 660 /dev/%s b 8 %lld", disk, first_minor);
+        system2("/bin/mknod -m 660 /dev/%s b 8 %lld", name, first_minor + index);
     }
     return 0;
 }
@@ -146,13 +145,8 @@ uint64_t get_fs_available_size(const char *mount_point)
 {
     MountTable table;
     open_mount_table(table);
-    for (Volume volume; next_volume(table, volume, nullptr);) {
-        if (strcmp(volume.mount.mount_point, mount_point) != 0)
-            continue;
-        struct statfs fs;
-        if (statfs(mount_point, &fs) != 0)
-            return 0;
-        return uint64_t{fs.f_bfree} * static_cast<uint64_t>(fs.f_bsize);
-    }
+    for (Volume volume; next_volume(table, volume, nullptr);)
+        if (strcmp(volume.mount.mount_point, mount_point) == 0)
+            return ask_for_sizes(mount_point).free;
     return 0;
 }

@@ -91,11 +91,12 @@ static bool find_device_name(const char *device, std::span<char> name)
     return printers != nullptr && find_node(device, printers, "lp", digits, name);
 }
 
-static void read_attribute(const char *device, const char *attribute, std::span<char> text)
+// Returns non-zero when the attribute was read.
+static int read_attribute(const char *device, const char *attribute, std::span<char> text)
 {
     AttributePath path;
     format_text(path, "%s/%s", device, attribute);
-    get_file_string(path, text.data(), static_cast<int>(text.size()));
+    return get_file_string(path, text.data(), static_cast<int>(text.size()));
 }
 
 static int read_number(const char *device, const char *attribute)
@@ -129,10 +130,8 @@ static bool is_built_in(const UsbDevInfo &info)
 
 static bool read_interface_class(const char *path, UsbDevInfo &info)
 {
-    AttributePath attribute;
     char text[sizeof info.interface_class] = "";
-    format_text(attribute, "%s/bInterfaceClass", path);
-    if (get_file_string(attribute, text, sizeof text) == 0)
+    if (read_attribute(path, "bInterfaceClass", text) == 0)
         return false;
     const std::string_view name = text;
     if (name != wireless_class && name != control_class && name != data_class && name != printer_class &&
@@ -142,7 +141,7 @@ static bool read_interface_class(const char *path, UsbDevInfo &info)
     return true;
 }
 
-// The kernel numbers its buses so that the odd ones are USB 2.0.
+// Buses 1 and 3 are USB 2.0, 2 and 4 USB 3.0; there are no others on a router.
 static int bus_mode(const char *interface_name)
 {
     switch (parse_int(interface_name)) {
@@ -259,7 +258,7 @@ int get_number_of_usbdevice(void)
 {
     int count = 0;
     UsbDevInfo info = {};
-    // Bare names, and one record for all of them: the count has always been asked for from the folder itself.
+    // Bare names, and one record for all of them: whoever counts stands in the folder itself.
     for_each_entry([&](const char *name) { count += get_usbdev_info(name, nullptr, &info); });
     return count;
 }

@@ -55,13 +55,13 @@ static int create_missing_dir(const char *path, mode_t mode, mode_t saved_umask)
 
 int storlib_create_dir(const char *path, unsigned mode)
 {
+    const std::unique_ptr<char, FreeMemory> copy(strdup(path));
+    if (!copy)
+        return -1;
     // The owner must be able to enter and fill what is made here; the caller keeps this umask for the files that follow.
     const mode_t saved_umask = umask(0);
     umask(saved_umask & ~static_cast<mode_t>(S_IWUSR | S_IXUSR));
 
-    const std::unique_ptr<char, FreeMemory> copy(strdup(path));
-    if (!copy)
-        return -1;
     int result = 0;
     char *const second = copy.get() + (path[0] != '\0' ? 1 : 0);
     for (char *slash = strchr(second, '/'); slash != nullptr; slash = strchr(slash + 1, '/')) {
@@ -108,7 +108,7 @@ char *get_readable_sizestr(uint64_t bytes)
 int iconv_string(const char *src, char *dst, int dstsize, const char *from, const char *to)
 {
     void *const converter = libiconv_open(to, from);
-    if (converter == reinterpret_cast<void *>(-1)) {
+    if (reinterpret_cast<intptr_t>(converter) == -1) {
         printf("FAIL 2 %s %s\n", from, to);
         return -1;
     }
@@ -118,7 +118,7 @@ int iconv_string(const char *src, char *dst, int dstsize, const char *from, cons
     size_t out_left = in_left * 3;
     if (static_cast<int64_t>(out_left) >= dstsize) {
         puts("ERROR:More Buf size is needed ");
-        return -1; // without closing: a converter is closed behind the text that it converted
+        return -1; // deliberately without libiconv_close: only a conversion ends in one
     }
     char *in = const_cast<char *>(src);
     char *out = dst;

@@ -16,6 +16,12 @@ bool read_record(Record &record, const char *key, size_t size)
     return found;
 }
 
+void split_text(Record &record, const char *text)
+{
+    copy_text(record.text, text);
+    record.next = record.text;
+}
+
 const char *next_field(Record &record, const char *delimiters)
 {
     char *field = record.next;
@@ -42,6 +48,7 @@ bool read_config_text(const char *key, std::span<char> to)
 {
     char value[NAS_STORE_VALUE_SIZE] = "";
     const bool found = iconfig_get_value_direct(key, value) != -1;
+    value[sizeof value - 1] = '\0';
     copy_text(to, found ? value : "");
     return found;
 }

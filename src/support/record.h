@@ -10,7 +10,7 @@
 namespace nas
 {
 
-// A record as it was stored, and how far it has been read.
+// A record's text, and how far it has been read.
 struct Record {
     char text[NAS_STORE_VALUE_SIZE];
     char *next;
@@ -18,6 +18,9 @@ struct Record {
 
 // Reads a record, cut at `size` - 1 characters. False when the key is absent; the record then has no fields.
 bool read_record(Record &record, const char *key, size_t size = NAS_STORE_VALUE_SIZE);
+
+// Takes a text that is no stored record as one.
+void split_text(Record &record, const char *text);
 
 // The next field, up to one of the delimiters; null when it is missing. An empty field keeps its place and
 // counts as missing, as does one behind the last.

@@ -123,6 +123,8 @@ void appendf(TextBuffer &text, const char *format, ...)
     va_copy(again, arguments);
     const int length = vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
+    if (length < 0)
+        text.cut = true;
     if (length > 0 && reserve(text, static_cast<size_t>(length))) {
         vsnprintf(text.data + text.length, text.size - text.length, format, again);
         text.length += static_cast<size_t>(length);
