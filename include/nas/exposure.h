@@ -9,7 +9,7 @@
 
 NAS_BEGIN_DECLS
 
-/* Asks the UPnP agent to map every port of every switched-on service: sends
+/* Asks the UPnP agent to map the ports of every switched-on service, up to its first port 0: sends
  * "upnp:service,A,tcp,<port>,<port>,ns_<service>_<port>" in the order of the service table. */
 void nas_service_upnp_relay_init(void);
 

@@ -15,7 +15,7 @@ struct FtpdConfig {
     int web_port;     /* port of the remote-access web server; 0: none is opened */
     char charset[65]; /* "AUTO", "UTF-8", "EUC-KR" or another character set */
     int option5;      /* kept, not used */
-    int anonymous;    /* not stored; 1 lets the account "anonymous" be made */
+    int anonymous;    /* not stored: always 0 when a record was read */
 };
 
 enum { NAS_FTP_GLOBAL_SIZE = 16384 };
@@ -37,11 +37,14 @@ char *print_ftpconf_global(char *text, const struct FtpdConfig *config);
  * ports there to `lan`. Returns 1 when rules were written, else 0. */
 int configure_iptables_for_ftp(const struct FtpdConfig *config, const char *wan, const char *lan);
 
-/* Writes /etc/hosts, /etc/proftpd.conf (mode 0644) and /tmp/webroot/ftp_charset, sets the host name, and starts the
- * daemon anew when the service is on; opens its ports and logs start or stop. `mode` is null for an ordinary run,
- * "forced" to start it even when it is switched off, without a log and without the control port's UPnP rule,
- * "nomount" to leave it stopped. A running daemon is killed with signal 9. Entries of a disk whose name holds a control
- * character or a double quote get no section, with a line on standard error. Returns 0. */
+/* Moves users of old (convert_userdb), sets the host name, writes /etc/hosts, removes the account "anonymous", and writes
+ * /etc/proftpd.conf (mode 0644): the global section, and sections for each disk and its entries. Then kills a running
+ * daemon with signal 9, flushes the chain "router_kelsto", takes the UPnP rules of both ports back, and writes
+ * /tmp/webroot/ftp_charset. When the service is on waits a second, opens its ports, and runs
+ * "/sbin/proftpd -c /etc/proftpd.conf". Logs start or stop. `mode` is null for an ordinary run, "forced" to start the
+ * daemon even when the service is off, without a log and without the control port's UPnP rule, "nomount" to leave it
+ * stopped. A disk or entry whose name holds a control character or a double quote, or ends in a backslash, gets no
+ * section, with a line on standard error. A charset ends at its first line feed. Returns 0. */
 int ftp_callback(const char *mode);
 
 NAS_END_DECLS

@@ -34,11 +34,15 @@ int kill_samba_daemons(void);
  * "/bin/echo -en '<password>\n<password>' | /sbin/smbpasswd -a -s '<id>'". Both are cut at 63 characters. Returns 0. */
 int init_smb_users(void);
 
-/* Writes /etc/samba/smb.conf (mode 0644) and /etc/samba/<user>_<share>.conf and starts smbd and nmbd anew when the
- * service is on; logs start or stop. `mode` is null for an ordinary run, "forced" to start them even when the service
- * is switched off, "nomount" to leave them stopped. Running daemons are killed with signal 9. Entries of a disk whose
- * name holds a control character get no share, with a line on standard error; nor do names with a "]".
- * Returns 0; -1, and nothing is changed, when there is no record. */
+/* Removes /etc/samba/<any>.conf, writes /etc/samba/smb.conf (mode 0644) and, for each share and user that may read
+ * anything, /etc/samba/<user>_<share>.conf ("browseable=yes" or "no"; none for a user with a "/"); without a disk a share
+ * README on /var/run/readme. The process's umask changes as storlib_create_dir says. Then kills running daemons with
+ * signal 9, clears /var/run/samba/private, /var/spool/samba and, with a disk named HDD1, /tmp/smb. When the service is on
+ * loads the passwords (init_smb_users) and runs "/sbin/smbd -D" and "/sbin/nmbd -D". Waits a second before each of both
+ * steps. Logs start or stop. `mode` is null for an ordinary run, "forced" to start the daemons even when the service is
+ * off, "nomount" to leave them stopped. A disk or entry whose name holds a control character or ends in a backslash, and a
+ * share named with a "]" or "global", "homes" or "printers", is left out, with a line on standard error. Server name and
+ * workgroup end at their first line feed. Returns 0; -1, and nothing is changed, when there is no record. */
 int samba_callback(const char *mode);
 
 NAS_END_DECLS

@@ -148,7 +148,7 @@ static void configure_media_server(const MediaConfig &config)
         return;
     }
     append_media_conf(conf, config, quoted_path);
-    if (!write_conf_file(conf_path, {conf.data, conf.length}, 0644))
+    if (!write_conf_file(conf_path, conf, 0644))
         printf("media:Can't make %s\n", conf_path);
 }
 

@@ -5,6 +5,7 @@
 #include "nas/mount.h"
 #include "nas/service.h"
 #include "nas/web.h"
+#include "platform/network.h"
 #include "platform/process.h"
 #include "platform/request.h"
 #include "service/process.h"
@@ -16,14 +17,6 @@
 using namespace nas;
 
 using UpnpMessage = char[256];
-
-RouterAddresses nas::read_router_addresses()
-{
-    RouterAddresses addresses = {};
-    get_ifconfig("br-lan", addresses.lan, nullptr);
-    get_wan_ip("wan1", addresses.wan);
-    return addresses;
-}
 
 void nas::flush_nat_chain(const char *chain)
 {
@@ -78,9 +71,11 @@ int configure_iptables_for_nas(void)
     get_ftpd_config(&ftp);
     HttpdConfig web = {};
     get_httpd_config(&web);
-    const RouterAddresses addresses = read_router_addresses();
-    configure_iptables_for_ftp(&ftp, addresses.wan, addresses.lan);
-    configure_iptables_for_url(&web, addresses.wan, addresses.lan);
+    char lan[NAS_ADDRESS_SIZE] = "", wan[NAS_ADDRESS_SIZE] = "";
+    get_ifconfig("br-lan", lan, nullptr);
+    get_wan_ip("wan1", wan);
+    configure_iptables_for_ftp(&ftp, wan, lan);
+    configure_iptables_for_url(&web, wan, lan);
     return 0;
 }
 

@@ -2,20 +2,10 @@
 #ifndef NAS_SERVICE_EXPOSURE_H
 #define NAS_SERVICE_EXPOSURE_H
 
-#include "platform/network.h"
-
 #include <initializer_list>
 
 namespace nas
 {
-
-// The addresses that a forward leads from and to; the empty text when there is none.
-struct RouterAddresses {
-    char wan[NAS_ADDRESS_SIZE];
-    char lan[NAS_ADDRESS_SIZE];
-};
-
-RouterAddresses read_router_addresses();
 
 // Empties the chain "router_<chain>".
 void flush_nat_chain(const char *chain);

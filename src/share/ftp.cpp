@@ -30,12 +30,11 @@ static constexpr char factory_host_name[] = NAS_FACTORY_HOST_NAME;
 static_assert(sizeof factory_host_name == 16 + 1);
 
 static constexpr int standard_port = 21;
-static constexpr size_t value_size = 512;
 
 int get_ftpd_config(FtpdConfig *config)
 {
     Record record;
-    if (!read_record(record, "ftp_conf", value_size)) {
+    if (!read_record(record, "ftp_conf", short_record)) {
         config->enable = 0;
         config->port = standard_port;
         config->web_port = 9000;
@@ -76,7 +75,7 @@ int set_ftpd_config(const FtpdConfig *config)
     get_ftpd_config(&stored);
     if (stored.port != config->port)
         replace_private_port(stored.port, config->port);
-    char record[value_size];
+    char record[short_record];
     format_text(record, "%d,%d,%d,%s,%d", config->enable, config->port, config->web_port, config->charset,
                 config->option5);
     iconfig_set_value_direct("ftp_conf", record);
@@ -86,14 +85,14 @@ int set_ftpd_config(const FtpdConfig *config)
 
 // Everybody who could log in: the system users, and the accounts that Samba has made.
 struct FtpUsers {
-    NasUser ftp[NAS_USER_SLOTS];
-    NasUser samba[NAS_USER_SLOTS];
+    ServiceUsers ftp;
+    ServiceUsers samba;
 };
 
-static void read_users(FtpUsers &users)
+static void read_ftp_users(FtpUsers &users)
 {
-    get_nas_user_array("ftp", users.ftp, NAS_USER_SLOTS);
-    get_nas_user_array("samba", users.samba, NAS_USER_SLOTS);
+    read_users(users.ftp, "ftp");
+    read_users(users.samba, "samba");
 }
 
 enum class Rights { all, write, read, deny };
@@ -124,7 +123,7 @@ static UserList ftp_user_list_for_folder(const FtpUsers &users, std::string_view
                                          Rights rights)
 {
     UserList list;
-    for (const NasUser &user : users.ftp)
+    for (const NasUser &user : users.ftp.slots)
         if (user.id[0] != '\0' && has_rights(user, folder, subfolder, rights))
             add_name(list, user.id);
     return list;
@@ -144,6 +143,7 @@ static void append_server_name(TextBuffer &conf)
 
     char mac[NAS_ADDRESS_SIZE] = "";
     get_hwaddr_org("eth1", mac);
+    // A router without an address still has a name.
     if (strlen(mac) < strlen("00:11:22:33:44:55"))
         copy_text(mac, "00:00:00:00:00:00");
     appendf(conf, "ServerName \"%s-%c%c%c%c%c%c\"\n", name, mac[9], mac[10], mac[12], mac[13], mac[15], mac[16]);
@@ -196,7 +196,7 @@ static void append_tls(TextBuffer &conf)
 
 static bool is_ftp_user(const FtpUsers &users, const char *id)
 {
-    return std::any_of(std::begin(users.ftp), std::end(users.ftp),
+    return std::any_of(std::begin(users.ftp.slots), std::end(users.ftp.slots),
                        [id](const NasUser &user) { return user.id[0] != '\0' && strcmp(user.id, id) == 0; });
 }
 
@@ -205,7 +205,7 @@ static void append_login(TextBuffer &conf, const FtpUsers &users)
 {
     UserList strangers;
     // A free slot counts as a stranger without a name: the list may end in commas.
-    for (const NasUser &user : users.samba)
+    for (const NasUser &user : users.samba.slots)
         if (!is_ftp_user(users, user.id))
             add_name(strangers, user.id);
     const bool any = strangers.length > 0;
@@ -234,7 +234,7 @@ static void append_global(TextBuffer &conf, const FtpdConfig &config, const FtpU
 char *print_ftpconf_global(char *text, const FtpdConfig *config)
 {
     FtpUsers users;
-    read_users(users);
+    read_ftp_users(users);
     TextBuffer conf;
     borrow(conf, {text, NAS_FTP_GLOBAL_SIZE});
     append_global(conf, *config, users);
@@ -287,9 +287,10 @@ static void append_disk(TextBuffer &conf, const FtpUsers &users, const char *dis
                             ftp_user_list_for_folder(users, disk, "", Rights::read));
 
     char disk_path[128];
-    format_text(disk_path, "%s/%s", disks_path, disk);
     FolderList subfolders;
-    list_folders(subfolders, disk_path);
+    // A cut path could be that of another disk.
+    if (!format_text(disk_path, "%s/%s", disks_path, disk) || !list_folders(subfolders, disk_path))
+        return;
     for (int i = 0; i < subfolders.count; i++)
         if (fits_into_file(disk_path, subfolders.entries[i]->d_name, "\""))
             append_subfolder(conf, users, disk, disk_path, subfolders.entries[i]->d_name);
@@ -313,12 +314,12 @@ static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
                       denied,
                       "\n"
                       "</Limit>\n"});
-    write_conf_file(conf_path, {conf.data, conf.length}, 0644);
+    write_conf_file(conf_path, conf, 0644);
 }
 
 int configure_iptables_for_ftp(const FtpdConfig *config, const char *wan, const char *lan)
 {
-    // The remote-access chain serves FTP: both open the same two ports.
+    // The chain is that of remote access, which needs these two ports whether or not the service is on.
     return fill_nat_chain("kelsto", config->enable, {config->port, config->web_port}, wan, lan);
 }
 
@@ -374,10 +375,10 @@ int ftp_callback(const char *mode)
 
     FtpdConfig config = {};
     get_ftpd_config(&config);
-    end_at_line_feed(config.charset); // it would add lines to the configuration file
+    keep_unbroken_line(config.charset);
     set_anonymous_account(config);
     FtpUsers users;
-    read_users(users);
+    read_ftp_users(users);
     write_ftp_conf(config, users);
 
     const bool was_running = stop_ftp_daemon(config);

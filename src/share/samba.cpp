@@ -12,8 +12,10 @@
 #include "support/shell.h"
 #include "support/text.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,12 +23,11 @@ using namespace nas;
 
 static constexpr char conf_path[] = "/etc/samba/smb.conf";
 static constexpr char disks_path[] = "/mnt";
-static constexpr size_t value_size = 512;
 
 int get_samba_config(SambaConfig *config)
 {
     Record record;
-    if (!read_record(record, "samba_conf", value_size)) {
+    if (!read_record(record, "samba_conf", short_record)) {
         config->enabled = 0;
         copy_text(config->server_name, "nalvex");
         copy_text(config->workgroup, "WORKGROUP");
@@ -52,7 +53,7 @@ int set_samba_config(SambaConfig *config)
     // Saving falls back to the protocol that every client speaks, reading to the safer one.
     if (config->smb1 == 0 && config->smb2 == 0)
         config->smb1 = 1;
-    char record[value_size];
+    char record[short_record];
     format_text(record, "%d,%s,%s,%d,%d,%d,%d", config->enabled, config->server_name, config->workgroup,
                 config->option4, config->recycle, config->smb1, config->smb2);
     iconfig_set_value_direct("samba_conf", record);
@@ -67,28 +68,18 @@ int kill_samba_daemons(void)
     return 0;
 }
 
-struct SambaUsers {
-    NasUser slots[NAS_USER_SLOTS];
-};
-
-static void read_users(SambaUsers &users)
-{
-    get_nas_user_array("samba", users.slots, NAS_USER_SLOTS);
-}
-
 static void add_password(const NasUser &user)
 {
-    char name[64], quoted_name[256], password[64], quoted_password[512];
-    sf_strncpy(name, user.id, sizeof name);
-    sf_strncpy(password, user.password, sizeof password);
-    quote_text(quoted_name, name);
-    quote_text(quoted_password, password);
+    static constexpr size_t max_length = 63;
+    char quoted_name[256], quoted_password[512];
+    quote_text(quoted_name, user.id, max_length);
+    quote_text(quoted_password, user.password, max_length);
     // smbpasswd reads the password and its confirmation from two lines.
     system2("/bin/echo -en '%s\n%s' | /sbin/smbpasswd -a -s '%s' >/dev/null 2>&1", quoted_password, quoted_password,
             quoted_name);
 }
 
-static void add_passwords(const SambaUsers &users)
+static void add_passwords(const ServiceUsers &users)
 {
     for (const NasUser &user : users.slots)
         if (user.permission != NAS_USER_DENY && user.id[0] != '\0' && user.password[0] != '\0')
@@ -97,8 +88,8 @@ static void add_passwords(const SambaUsers &users)
 
 int init_smb_users(void)
 {
-    SambaUsers users;
-    read_users(users);
+    ServiceUsers users;
+    read_users(users, "samba");
     add_passwords(users);
     return 0;
 }
@@ -124,7 +115,7 @@ static bool reaches_share(const NasUser &user, std::string_view disk, std::strin
     return !only.has_subfolder || (!subfolder.empty() && only.subfolder == subfolder);
 }
 
-static UserList list_users(const SambaUsers &users, bool (*may)(const NasUser &), std::string_view disk,
+static UserList list_users(const ServiceUsers &users, bool (*may)(const NasUser &), std::string_view disk,
                            std::string_view subfolder)
 {
     UserList list;
@@ -142,24 +133,19 @@ static bool is_browseable(const NasUser &user, std::string_view disk, std::strin
     return only.has_subfolder && only.disk == disk && only.subfolder == subfolder;
 }
 
-static void write_include_file(const char *path, const char *text)
-{
-    // A share of the same name on another disk has its files already: only a different answer is written anew.
-    char written[32];
-    if (file_exists(path) != 0 && get_file_string(path, written, sizeof written) != 0 && strcmp(written, text) == 0)
-        return;
-    write_file(path, text);
-}
-
 // Tells Samba for each user whether the share shows up in the network.
-static void write_include_files(const SambaUsers &users, const char *disk, const char *subfolder, const char *share)
+static void write_include_files(const ServiceUsers &users, const char *disk, const char *subfolder, const char *share)
 {
     for (const NasUser &user : users.slots) {
         if (user.id[0] == '\0' || !may_read(user) || strchr(user.id, '/') != nullptr)
             continue;
         char path[256];
-        format_text(path, "%s/%s_%s.conf", "/etc/samba", user.id, share);
-        write_include_file(path, is_browseable(user, disk, subfolder) ? "browseable=yes" : "browseable=no");
+        format_text(path, "/etc/samba/%s_%s.conf", user.id, share);
+        // Of two shares of one name, on two disks, the user sees the name when either shows up.
+        if (is_browseable(user, disk, subfolder))
+            write_file(path, "browseable=yes");
+        else if (file_exists(path) == 0)
+            write_file(path, "browseable=no");
     }
 }
 
@@ -188,7 +174,7 @@ static bool has_internal_disk()
     return isdir("/mnt/HDD1") == 1;
 }
 
-static void append_global(TextBuffer &conf, const SambaConfig &config)
+static void append_global(TextBuffer &conf, const SambaConfig &config, bool internal_disk)
 {
     append(conf, "[global]\n");
     append_protocols(conf, config);
@@ -207,7 +193,7 @@ static void append_global(TextBuffer &conf, const SambaConfig &config)
                  "encrypt passwords=yes\n"
                  "passdb backend = smbpasswd\n"
                  "log level=0\n");
-    if (has_internal_disk()) {
+    if (internal_disk) {
         system("mkdir -p /tmp/smb");
         append(conf, "log file=/tmp/smb/log.smbd\n"
                      "lock directory=/tmp/smb\n");
@@ -246,11 +232,9 @@ struct Share {
     const char *name;
     const char *disk;
     const char *subfolder;
-    UserList writers;
-    UserList readers;
 };
 
-static void append_share(TextBuffer &conf, const Share &share)
+static void append_share(TextBuffer &conf, const Share &share, std::string_view writers, std::string_view readers)
 {
     const char *slash = share.subfolder[0] != '\0' ? "/" : "";
     append(conf, {"[", share.name,
@@ -259,10 +243,10 @@ static void append_share(TextBuffer &conf, const Share &share)
                   "comment=\n"
                   "directory mask=0777\n"
                   "write list=",
-                  share.writers,
+                  writers,
                   "\n"
                   "valid users=",
-                  share.readers,
+                  readers,
                   "\n"
                   "writeable=no\n"
                   "guest ok=no\n"
@@ -275,19 +259,34 @@ static void append_share(TextBuffer &conf, const Share &share)
                   share.name, ".conf\n"});
 }
 
-// Adds the share when anybody may enter it.
-static void add_share(TextBuffer &conf, const SambaUsers &users, Share share)
+// Names that would end their section's heading, or that mean more to Samba than a share.
+static bool is_share_name(const char *name)
 {
-    share.writers = list_users(users, may_write, share.disk, share.subfolder);
-    share.readers = list_users(users, may_read, share.disk, share.subfolder);
-    if (share.writers.length == 0 && share.readers.length == 0)
+    if (strchr(name, ']') != nullptr)
+        return false;
+    for (const char *special : {"global", "homes", "printers"})
+        if (strcasecmp(name, special) == 0)
+            return false;
+    return true;
+}
+
+// Adds the share when anybody may enter it.
+static void add_share(TextBuffer &conf, const ServiceUsers &users, const Share &share)
+{
+    const UserList writers = list_users(users, may_write, share.disk, share.subfolder);
+    const UserList readers = list_users(users, may_read, share.disk, share.subfolder);
+    if (writers.length == 0 && readers.length == 0)
         return;
-    append_share(conf, share);
+    if (!is_share_name(share.name)) {
+        fprintf(stderr, "Left out: no share can bear the name of a folder in %s/%s\n", disks_path, share.disk);
+        return;
+    }
+    append_share(conf, share, writers, readers);
     write_include_files(users, share.disk, share.subfolder, share.name);
 }
 
 // Is the folder's name given to somebody on another disk?
-static bool clashes(const SambaUsers &users, std::string_view disk, std::string_view subfolder)
+static bool clashes(const ServiceUsers &users, std::string_view disk, std::string_view subfolder)
 {
     for (const NasUser &user : users.slots) {
         const Restriction only = split_restriction(user);
@@ -297,22 +296,23 @@ static bool clashes(const SambaUsers &users, std::string_view disk, std::string_
     return false;
 }
 
-static void add_folder_shares(TextBuffer &conf, const SambaUsers &users, const char *disk, bool may_clash)
+static void add_folder_shares(TextBuffer &conf, const ServiceUsers &users, const char *disk, bool may_clash)
 {
     char disk_path[128];
-    format_text(disk_path, "%s/%s", disks_path, disk);
     FolderList subfolders;
-    list_folders(subfolders, disk_path);
+    // A cut path could be that of another disk.
+    if (!format_text(disk_path, "%s/%s", disks_path, disk) || !list_folders(subfolders, disk_path))
+        return;
     for (int i = 0; i < subfolders.count; i++) {
         const char *subfolder = subfolders.entries[i]->d_name;
-        if (!fits_into_file(disk_path, subfolder, "]"))
+        if (!fits_into_file(disk_path, subfolder))
             continue;
         char name[256];
         if (may_clash && clashes(users, disk, subfolder))
             format_text(name, "%s(%s)", subfolder, disk);
         else
             copy_text(name, subfolder);
-        add_share(conf, users, {name, disk, subfolder, {}, {}});
+        add_share(conf, users, {name, disk, subfolder});
     }
 }
 
@@ -320,7 +320,7 @@ static void add_folder_shares(TextBuffer &conf, const SambaUsers &users, const c
 static void add_readme_share(TextBuffer &conf)
 {
     mkdir("/var/run/readme", 0777);
-    chmod("/var/run/readme", 0777);
+    chmod("/var/run/readme", 0777); // whatever the umask: guests read it
     write_file("/var/run/readme/README.txt", "No_HardDisk");
     append(conf, "[README]\n"
                  "create mask=0777\n"
@@ -334,44 +334,44 @@ static void add_readme_share(TextBuffer &conf)
                  "available=yes\n");
 }
 
-static void add_shares(TextBuffer &conf, const SambaUsers &users)
+static void add_shares(TextBuffer &conf, const ServiceUsers &users)
 {
     FolderList disks;
     if (!list_folders(disks, disks_path))
         return;
     for (int i = 0; i < disks.count; i++) {
         const char *disk = disks.entries[i]->d_name;
-        if (!fits_into_file(disks_path, disk, "]"))
+        if (!fits_into_file(disks_path, disk))
             continue;
-        add_share(conf, users, {disk, disk, "", {}, {}});
+        add_share(conf, users, {disk, disk, ""});
         add_folder_shares(conf, users, disk, i > 0);
     }
     if (disks.count == 0)
         add_readme_share(conf);
 }
 
-static void write_samba_conf(const SambaConfig &config, const SambaUsers &users)
+static void write_samba_conf(const SambaConfig &config, const ServiceUsers &users, bool internal_disk)
 {
     if (isdir("/etc/samba") == 0)
         storlib_create_dir(conf_path, 0644);
     TextBuffer conf;
     if (!allocate(conf, 4096))
         return;
-    append_global(conf, config);
+    append_global(conf, config, internal_disk);
     add_shares(conf, users);
     storlib_create_dir(conf_path, 0644);
-    write_conf_file(conf_path, {conf.data, conf.length}, 0644);
+    write_conf_file(conf_path, conf, 0644);
 }
 
 // Ends the daemons and clears what they leave; says whether they had been running.
-static bool stop_samba_daemons()
+static bool stop_samba_daemons(bool internal_disk)
 {
     const bool was_running = daemon_runs("smbd");
     kill_samba_daemons();
     sleep(1);
     system("/bin/rm -f /var/run/samba/private/*");
     system("/bin/rm -f /var/spool/samba/*");
-    if (has_internal_disk())
+    if (internal_disk)
         system("/bin/rm -rf /tmp/smb/*");
     return was_running;
 }
@@ -382,15 +382,15 @@ int samba_callback(const char *mode)
     SambaConfig config = {};
     if (get_samba_config(&config) == 0)
         return -1;
-    // A line feed would add lines to the configuration file.
-    end_at_line_feed(config.server_name);
-    end_at_line_feed(config.workgroup);
+    keep_unbroken_line(config.server_name);
+    keep_unbroken_line(config.workgroup);
     system("/bin/rm -rf /etc/samba/*.conf");
-    SambaUsers users;
-    read_users(users);
-    write_samba_conf(config, users);
+    ServiceUsers users;
+    read_users(users, "samba");
+    const bool internal_disk = has_internal_disk();
+    write_samba_conf(config, users, internal_disk);
 
-    const bool was_running = stop_samba_daemons();
+    const bool was_running = stop_samba_daemons(internal_disk);
     if (!call.forced && (config.enabled == 0 || call.nomount)) {
         if (was_running)
             log_event(event_stopped, source_samba);

@@ -10,11 +10,16 @@
 namespace nas
 {
 
+void read_users(ServiceUsers &users, const char *service)
+{
+    get_nas_user_array(service, users.slots, NAS_USER_SLOTS);
+}
+
 void add_name(UserList &list, const char *id)
 {
     const std::string_view name = id;
     const size_t comma = list.length > 0 ? 1 : 0;
-    if (list.length + comma + name.size() >= sizeof list.text || has_control_character(name))
+    if (list.length + comma + name.size() >= sizeof list.text || breaks_file(name))
         return;
     if (comma == 1)
         list.text[list.length++] = ',';
@@ -49,8 +54,7 @@ bool list_folders(FolderList &list, const char *path)
 
 bool fits_into_file(const char *folder, const char *name, const char *breaking)
 {
-    const std::string_view text = name;
-    if (!has_control_character(text) && strpbrk(name, breaking) == nullptr && (text.empty() || text.back() != '\\'))
+    if (!breaks_file(name) && strpbrk(name, breaking) == nullptr)
         return true;
     fprintf(stderr, "Left out: a name in %s would break the configuration file\n", folder);
     return false;

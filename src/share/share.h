@@ -11,6 +11,13 @@
 namespace nas
 {
 
+// The users of a service, slot by slot; a free slot is clear.
+struct ServiceUsers {
+    NasUser slots[NAS_USER_SLOTS];
+};
+
+void read_users(ServiceUsers &users, const char *service);
+
 // Names joined by commas: whole names only, at most 511 characters.
 struct UserList {
     char text[512] = "";
@@ -22,7 +29,7 @@ struct UserList {
     }
 };
 
-// Adds a name where it fits; one that holds a control character would break the file, and is left out.
+// Adds a name where it fits; one that would break the file is left out.
 void add_name(UserList &list, const char *id);
 
 // A folder restriction, split at its first colon. Without a colon there is no subfolder.
@@ -48,9 +55,9 @@ struct FolderList {
 // False when the folder cannot be listed.
 bool list_folders(FolderList &list, const char *path);
 
-// Can the name of a folder's entry stand in a generated file? Not with a control character, with one of `breaking`,
-// or with a backslash at its end, which would join what follows. Says on standard error when it cannot.
-bool fits_into_file(const char *folder, const char *name, const char *breaking);
+// Can the name of a folder's entry stand in a generated file, where also the characters of `breaking` would break it?
+// Says on standard error when it cannot.
+bool fits_into_file(const char *folder, const char *name, const char *breaking = "");
 
 } // namespace nas
 

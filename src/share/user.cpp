@@ -12,8 +12,6 @@
 
 using namespace nas;
 
-static constexpr size_t value_size = 512; // what counts of a stored user
-
 using UserKey = char[32];
 using WrittenFolderKey = char[64];
 
@@ -50,7 +48,7 @@ static int load_nas_user_record(const char *service, int slot, NasUser *user)
     UserKey key;
     format_own_key(key, service, slot, "");
     Record record;
-    if (!read_record(record, key, value_size) || !read_name_and_password(record, *user))
+    if (!read_record(record, key, short_record) || !read_name_and_password(record, *user))
         return 0;
     user->permission = next_int(record, NAS_USER_READ_WRITE, ", ");
     format_own_key(key, service, slot, ".folder");
@@ -85,11 +83,11 @@ static int load_system_user(const char *service, int slot, NasUser *user)
     UserKey key;
     format_text(key, "nas_user_system_%d", slot);
     Record record;
-    if (!read_record(record, key, value_size) || !read_name_and_password(record, *user))
+    if (!read_record(record, key, short_record) || !read_name_and_password(record, *user))
         return 0;
     if (service == nullptr)
         return 1;
-    char permission[value_size];
+    char permission[short_record];
     format_system_key(key, slot, service, "");
     read_config_text(key, permission);
     user->permission = parse_permission(permission);
@@ -125,36 +123,44 @@ int get_nas_user_array(const char *service, NasUser *users, int count)
     return 1;
 }
 
-static void write_system_user(const char *service, int slot, const NasUser *user)
+static void write_system_user(const char *service, int slot, const NasUser &user)
 {
-    UserKey main_key, permission_key;
+    UserKey key;
     WrittenFolderKey folder_key;
-    format_text(main_key, "nas_user_system_%d", slot);
-    if (user != nullptr) {
-        char value[value_size];
-        format_text(value, "%s,%s", user->id, user->password);
-        iconfig_set_value_direct(main_key, value);
-    } else {
-        iconfig_remove_config_tag(main_key);
-    }
+    char value[short_record];
+    format_text(key, "nas_user_system_%d", slot);
+    format_text(value, "%s,%s", user.id, user.password);
+    iconfig_set_value_direct(key, value);
     if (service == nullptr)
         return;
-    format_system_key(permission_key, slot, service, "");
+    format_system_key(key, slot, service, "");
     format_system_key(folder_key, slot, service, ".folder");
-    if (user != nullptr) {
-        iconfig_set_value_direct(permission_key, permission_word(user->permission));
-        iconfig_set_value_direct(folder_key, user->folder);
-    } else {
-        iconfig_remove_config_tag(permission_key);
-        iconfig_remove_config_tag(folder_key);
-    }
+    iconfig_set_value_direct(key, permission_word(user.permission));
+    iconfig_set_value_direct(folder_key, user.folder);
+}
+
+static void remove_system_user(const char *service, int slot)
+{
+    UserKey key;
+    WrittenFolderKey folder_key;
+    format_text(key, "nas_user_system_%d", slot);
+    iconfig_remove_config_tag(key);
+    if (service == nullptr)
+        return;
+    format_system_key(key, slot, service, "");
+    format_system_key(folder_key, slot, service, ".folder");
+    iconfig_remove_config_tag(key);
+    iconfig_remove_config_tag(folder_key);
 }
 
 int set_nas_user(const char *service, int slot, const NasUser *user)
 {
     if (service != nullptr && use_system_passwd(service) == 0)
         return set_nas_user2(service, slot, user);
-    write_system_user(service, slot, user);
+    if (user != nullptr)
+        write_system_user(service, slot, *user);
+    else
+        remove_system_user(service, slot);
     return 1;
 }
 
@@ -169,7 +175,7 @@ int set_nas_user2(const char *service, int slot, const NasUser *user)
         iconfig_remove_config_tag(folder_key);
         return 1;
     }
-    char value[value_size];
+    char value[short_record];
     format_text(value, "%s,%s,%d", user->id, user->password, user->permission);
     iconfig_set_value_direct(key, value);
     iconfig_set_value_direct(folder_key, user->folder);
@@ -177,25 +183,17 @@ int set_nas_user2(const char *service, int slot, const NasUser *user)
 }
 
 // An account's name and password as the account commands take them.
-using AccountName = char[64];
-using AccountPassword = char[128];
+static constexpr size_t max_account_name = 63, max_account_password = 127;
 using QuotedName = char[256];
 using QuotedPassword = char[512];
 using CommandLine = char[256];
-
-static void quote_account_name(QuotedName &quoted_name, const NasUser &user)
-{
-    AccountName name;
-    copy_text(name, user.id);
-    quote_text(quoted_name, name);
-}
 
 int set_nas_user_system(const char *service, const NasUser *user)
 {
     if (use_system_user(service) == 0)
         return 0;
     QuotedName quoted_name;
-    quote_account_name(quoted_name, *user);
+    quote_text(quoted_name, user->id, max_account_name);
     CommandLine command;
     // The empty line answers adduser's question for a password.
     format_text(command, "/bin/echo -en \"\\n\" | /bin/adduser '%s' > /dev/null 2>&1", quoted_name);
@@ -203,10 +201,8 @@ int set_nas_user_system(const char *service, const NasUser *user)
     if (use_system_passwd(service) == 0)
         return 0;
 
-    AccountPassword password;
     QuotedPassword quoted_password;
-    copy_text(password, user->password);
-    quote_text(quoted_password, password);
+    quote_text(quoted_password, user->password, max_account_password);
     // passwd asks twice.
     format_text(command, "/bin/echo -en \"%s\\n%s\\n\" | /usr/bin/passwd '%s' > /dev/null 2>&1", quoted_password,
                 quoted_password, quoted_name);
@@ -222,7 +218,7 @@ int remove_user_system(const char *service, int slot)
     if (check_user_valid_outof_service(user.id, service) == 1)
         return 0;
     QuotedName quoted_name;
-    quote_account_name(quoted_name, user);
+    quote_text(quoted_name, user.id, max_account_name);
     system2("/bin/deluser '%s'", quoted_name);
     return 0;
 }

@@ -10,6 +10,9 @@
 namespace nas
 {
 
+// What counts of most records.
+inline constexpr size_t short_record = 512;
+
 // A record's text, and how far it has been read.
 struct Record {
     char text[NAS_STORE_VALUE_SIZE];

@@ -3,18 +3,23 @@
 #include "platform/process.h"
 #include "support/text.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace nas
 {
 
-void quote_text(std::span<char> to, std::string_view text)
+void quote_text(std::span<char> to, std::string_view text, size_t max_length)
 {
-    copy_text(to, text);
+    copy_text(to, {text.data(), std::min(text.size(), max_length)});
     quote_r(to.data(), static_cast<int>(to.size()));
 }
 
 bool daemon_runs(const char *name)
 {
-    return system2("/bin/pidof %s", name) == 0;
+    char command[64];
+    format_text(command, "/bin/pidof %s", name);
+    return system(command) == 0;
 }
 
 } // namespace nas

@@ -2,16 +2,19 @@
 #ifndef NAS_SUPPORT_SHELL_H
 #define NAS_SUPPORT_SHELL_H
 
+#include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string_view>
 
 namespace nas
 {
 
-// Copies `text`, cut at the destination, and escapes it there to stand between single quotes.
-void quote_text(std::span<char> to, std::string_view text);
+// Copies `text`, cut at `max_length` characters and at the destination, and escapes it there to stand between single
+// quotes.
+void quote_text(std::span<char> to, std::string_view text, size_t max_length = SIZE_MAX);
 
-// Does a process of that name run?
+// Does pidof find a daemon of that name?
 bool daemon_runs(const char *name);
 
 } // namespace nas

@@ -15,16 +15,18 @@ void copy_text(std::span<char> to, std::string_view from)
     if (to.empty())
         return;
     const size_t length = std::min(from.size(), to.size() - 1);
-    memcpy(to.data(), from.data(), length);
+    if (length > 0)
+        memcpy(to.data(), from.data(), length);
     to[length] = '\0';
 }
 
-void format_text(std::span<char> to, const char *format, ...)
+bool format_text(std::span<char> to, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(to.data(), to.size(), format, arguments);
+    const int length = vsnprintf(to.data(), to.size(), format, arguments);
     va_end(arguments);
+    return length >= 0 && static_cast<size_t>(length) < to.size();
 }
 
 void end_at_line_feed(char *text)
@@ -32,9 +34,17 @@ void end_at_line_feed(char *text)
     text[strcspn(text, "\n")] = '\0';
 }
 
-bool has_control_character(std::string_view text)
+bool breaks_file(std::string_view text)
 {
-    return std::any_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+    const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
+    return std::any_of(text.begin(), text.end(), is_control) || (!text.empty() && text.back() == '\\');
+}
+
+void keep_unbroken_line(char *text)
+{
+    end_at_line_feed(text);
+    for (size_t length = strlen(text); length > 0 && text[length - 1] == '\\'; length--)
+        text[length - 1] = '\0';
 }
 
 bool begins_with(const char *text, std::string_view prefix)
@@ -95,7 +105,8 @@ static bool reserve(TextBuffer &text, size_t more)
 
 static void put(TextBuffer &text, std::string_view piece)
 {
-    memcpy(text.data + text.length, piece.data(), piece.size());
+    if (!piece.empty()) // an empty piece may have no memory at all
+        memcpy(text.data + text.length, piece.data(), piece.size());
     text.length += piece.size();
 }
 

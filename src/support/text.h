@@ -13,13 +13,18 @@ namespace nas
 // Arrays convert to the span by themselves: copy_text(entry.disk, name).
 void copy_text(std::span<char> to, std::string_view from);
 
-[[gnu::format(printf, 2, 3)]] void format_text(std::span<char> to, const char *format, ...);
+// False when the text was cut.
+[[gnu::format(printf, 2, 3)]] bool format_text(std::span<char> to, const char *format, ...);
 
 // Ends the text at its first line feed.
 void end_at_line_feed(char *text);
 
-// Does it hold a byte below a blank, or a DEL?
-bool has_control_character(std::string_view text);
+// Would the text break a generated file? It must hold no byte below a blank and no DEL, and not end in a backslash,
+// which joins what follows.
+bool breaks_file(std::string_view text);
+
+// Cuts off what would break a generated file: all from the first line feed on, and backslashes at the end.
+void keep_unbroken_line(char *text);
 
 // string_view's own starts_with calls into the C++ runtime when it is not inlined.
 bool begins_with(const char *text, std::string_view prefix);
