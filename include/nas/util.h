@@ -27,8 +27,8 @@ int isdir(const char *path);
  * A path that ends in "/" makes the whole chain. Directories that exist keep their mode.
  * The process's umask loses the owner's write and execute bits (0300), and stays so unless a directory
  * could not be created.
- * Returns 0; -1 when a directory could not be created; -2 when a mode could not be set (this outweighs -1;
- * it is also the result for a file that does not exist yet). It goes on after a failure. */
+ * Returns 0; -1 when a directory could not be created; -2 when a mode could not be set (also the result for a
+ * file that does not exist yet). It goes on after a failure; the last one counts. */
 int storlib_create_dir(const char *path, unsigned mode);
 
 /* For scandir: which entries of a disk's folder count. Returns 0 for symbolic links and for the names

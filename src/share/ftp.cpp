@@ -241,38 +241,109 @@ char *print_ftpconf_global(char *text, const FtpdConfig *config)
     return text + conf.length;
 }
 
-// A directory that is closed but for the given users. `suffix` is empty for the folder itself, "/*" for what is in it.
-static void append_closed_directory(TextBuffer &conf, std::string_view parent, std::string_view name,
-                                    std::string_view suffix, std::string_view writers, std::string_view readers)
+// What follows a directory's name when it is closed but for the given users. `suffix` is empty for the folder itself, "/*"
+// for what is in it.
+static void append_closed_directory(TextBuffer &conf, std::string_view suffix, std::string_view writers,
+                                    std::string_view readers)
 {
-    append(conf, {"<Directory \"", parent, "/", name, suffix,
-                  "\">\n"
-                  "HideNoAccess on\n"
-                  "<Limit ALL>\n"
-                  "DenyAll\n"
-                  "</Limit>\n",
-                  writers.empty() ? "" : "<Limit DIRS READ WRITE>\nAllowUser ", writers,
-                  writers.empty() ? "" : "\n</Limit>\n", //
-                  readers.empty() ? "" : "<Limit DIRS READ>\nAllowUser ", readers,
-                  readers.empty() ? "" : "\n</Limit>\n", //
-                  "</Directory>\n"});
+    append(conf, {suffix, "\">\n"
+                          "HideNoAccess on\n"
+                          "<Limit ALL>\n"
+                          "DenyAll\n"
+                          "</Limit>\n"});
+    if (!writers.empty())
+        append(conf, {"<Limit DIRS READ WRITE>\n"
+                      "AllowUser ",
+                      writers,
+                      "\n"
+                      "</Limit>\n"});
+    if (!readers.empty())
+        append(conf, {"<Limit DIRS READ>\n"
+                      "AllowUser ",
+                      readers,
+                      "\n"
+                      "</Limit>\n"});
+    append(conf, "</Directory>\n");
 }
 
-static void append_subfolder(TextBuffer &conf, const FtpUsers &users, std::string_view disk, const char *disk_path,
-                             std::string_view subfolder)
+// Both sections of a folder, from behind its name on. They are the same for all folders of a disk but those that a user
+// is restricted to, and a disk has thousands.
+struct FolderSections {
+    char own_text[2048], contents_text[2048]; // room for the longest user lists
+    TextBuffer own, contents;
+};
+
+static void build_sections(FolderSections &sections, const FtpUsers &users, std::string_view disk,
+                           std::string_view subfolder)
 {
-    const UserList all = ftp_user_list_for_folder(users, disk, subfolder, Rights::all);
-    const UserList writers = ftp_user_list_for_folder(users, disk, subfolder, Rights::write);
-    const UserList readers = ftp_user_list_for_folder(users, disk, subfolder, Rights::read);
-    append_closed_directory(conf, disk_path, subfolder, "", {}, all);
-    append_closed_directory(conf, disk_path, subfolder, "/*", writers, readers);
+    borrow(sections.own, sections.own_text);
+    append_closed_directory(sections.own, "", {}, ftp_user_list_for_folder(users, disk, subfolder, Rights::all));
+    borrow(sections.contents, sections.contents_text);
+    append_closed_directory(sections.contents, "/*", ftp_user_list_for_folder(users, disk, subfolder, Rights::write),
+                            ftp_user_list_for_folder(users, disk, subfolder, Rights::read));
 }
 
-static void append_disk(TextBuffer &conf, const FtpUsers &users, const char *disk)
+// The folders that users are restricted to.
+struct SpecialFolders {
+    std::string_view names[NAS_USER_SLOTS];
+    size_t count = 0;
+};
+
+static void find_special_folders(SpecialFolders &special, const FtpUsers &users)
+{
+    for (const NasUser &user : users.ftp.slots) {
+        const Restriction only = split_restriction(user);
+        if (only.has_subfolder)
+            special.names[special.count++] = only.subfolder;
+    }
+}
+
+static bool is_special(const SpecialFolders &special, std::string_view folder)
+{
+    const auto *end = special.names + special.count;
+    return std::find(special.names, end, folder) != end;
+}
+
+// `begin` is the start of both sections, up to the folder's name.
+static void append_folder(TextBuffer &conf, std::string_view begin, std::string_view name,
+                          const FolderSections &sections)
+{
+    append(conf, {begin, name, as_view(sections.own), begin, name, as_view(sections.contents)});
+}
+
+static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *disk)
+{
+    char path[128], begin[sizeof path + 16];
+    FolderList folders;
+    // A cut path could be that of another disk.
+    if (!format_text(path, "%s/%s", disks_path, disk) || !list_folders(folders, path))
+        return;
+    format_text(begin, "<Directory \"%s/", path);
+    const std::string_view section_begin = begin;
+    SpecialFolders special;
+    find_special_folders(special, users);
+    FolderSections common, own;
+    build_sections(common, users, disk, "/"); // no folder bears that name
+    for (int i = 0; i < folders.count; i++) {
+        const std::string_view name = folders.entries[i]->d_name;
+        if (!fits_into_file(path, name, '"'))
+            continue;
+        if (!is_special(special, name)) {
+            append_folder(conf, section_begin, name, common);
+            continue;
+        }
+        build_sections(own, users, disk, name);
+        append_folder(conf, section_begin, name, own);
+    }
+}
+
+static void append_disk(TextBuffer &conf, const FtpUsers &users, std::string_view disk)
 {
     const UserList all = ftp_user_list_for_folder(users, disk, "", Rights::all);
     if (all.length == 0)
         return;
+    FolderSections sections;
+    build_sections(sections, users, disk, "");
     append(conf, {"<Directory \"/tmp/mnt/", disk,
                   "\">\n"
                   "HideNoAccess on\n"
@@ -282,18 +353,10 @@ static void append_disk(TextBuffer &conf, const FtpUsers &users, const char *dis
                   "\n"
                   "AllowGroup OR\n"
                   "</Limit>\n"
-                  "</Directory>\n"});
-    append_closed_directory(conf, disks_path, disk, "/*", ftp_user_list_for_folder(users, disk, "", Rights::write),
-                            ftp_user_list_for_folder(users, disk, "", Rights::read));
-
-    char disk_path[128];
-    FolderList subfolders;
-    // A cut path could be that of another disk.
-    if (!format_text(disk_path, "%s/%s", disks_path, disk) || !list_folders(subfolders, disk_path))
-        return;
-    for (int i = 0; i < subfolders.count; i++)
-        if (fits_into_file(disk_path, subfolders.entries[i]->d_name, "\""))
-            append_subfolder(conf, users, disk, disk_path, subfolders.entries[i]->d_name);
+                  "</Directory>\n"
+                  "<Directory \"/tmp/mnt/",
+                  disk, as_view(sections.contents)});
+    append_folders(conf, users, disk.data());
 }
 
 static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
@@ -305,7 +368,7 @@ static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
     FolderList disks;
     list_folders(disks, disks_path);
     for (int i = 0; i < disks.count; i++)
-        if (fits_into_file(disks_path, disks.entries[i]->d_name, "\""))
+        if (fits_into_file(disks_path, disks.entries[i]->d_name, '"'))
             append_disk(conf, users, disks.entries[i]->d_name);
     const UserList denied = ftp_user_list_for_folder(users, "", "", Rights::deny);
     if (denied.length > 0)

@@ -20,8 +20,13 @@ void read_users(ServiceUsers &users, const char *service);
 
 // Names joined by commas: whole names only, at most 511 characters.
 struct UserList {
-    char text[512] = "";
-    size_t length = 0;
+    char text[512];
+    size_t length;
+
+    UserList() : length(0)
+    {
+        text[0] = '\0'; // the rest is not worth clearing: there are three lists for each folder
+    }
 
     operator std::string_view() const
     {
@@ -55,9 +60,9 @@ struct FolderList {
 // False when the folder cannot be listed.
 bool list_folders(FolderList &list, const char *path);
 
-// Can the name of a folder's entry stand in a generated file, where also the characters of `breaking` would break it?
+// Can the name of a folder's entry stand in a generated file, where also `breaking` would break it?
 // Says on standard error when it cannot.
-bool fits_into_file(const char *folder, const char *name, const char *breaking = "");
+bool fits_into_file(const char *folder, std::string_view name, char breaking);
 
 } // namespace nas
 

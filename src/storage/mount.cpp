@@ -55,9 +55,9 @@ static MountEntry *make_entry(const Volume &volume, Sizes sizes)
     copy_text(entry->mount_point, volume.mount.mount_point);
     copy_text(entry->folder, volume.folder);
     copy_text(entry->fstype, volume.mount.fstype);
-    copy_text(entry->bus, "usb");
+    memcpy(entry->bus, "usb", sizeof "usb");
     if (sizes == Sizes::known)
-        fill_sizes(*entry, volume.mount.mount_point);
+        fill_sizes(*entry, volume.mount.mount_point.data());
     return entry;
 }
 
@@ -74,7 +74,7 @@ static void append_entry(MountList &list, MountEntry *entry)
 void nas::list_volumes(MountList &list, const char *disk, Sizes sizes)
 {
     list = {};
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     for (Volume volume; next_volume(table, volume, disk);) {
         MountEntry *entry = make_entry(volume, sizes);
@@ -102,7 +102,7 @@ int free_mount_list(MountList *list)
 
 int get_num_of_mountdev(const char *disk)
 {
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     int count = 0;
     for (Volume volume; next_volume(table, volume, disk);)
@@ -122,16 +122,16 @@ static const char *device_behind_prefix(const char *path)
 
 int get_mtab_info(const char *dev, char *fstype, char *mount_point)
 {
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     int found = 0;
     for (MountLine mount; next_mount(table, mount);) {
-        const char *device = device_behind_prefix(mount.device);
+        const char *device = device_behind_prefix(mount.device.data());
         if (device == nullptr || strcmp(device, dev) != 0)
             continue;
         if (mount_point != nullptr)
             copy_text({mount_point, NAS_MOUNT_POINT_SIZE}, mount.mount_point);
-        if (mount.fstype[0] == '\0')
+        if (mount.fstype.empty())
             continue;
         if (fstype != nullptr)
             copy_text({fstype, NAS_FSTYPE_SIZE}, mount.fstype);
@@ -142,10 +142,10 @@ int get_mtab_info(const char *dev, char *fstype, char *mount_point)
 
 int get_mount_devpath(const char *mount_point, char *dev)
 {
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     for (MountLine mount; next_mount(table, mount);) {
-        if (strcmp(mount.mount_point, mount_point) != 0)
+        if (mount.mount_point.empty() || mount.mount_point != mount_point)
             continue;
         if (dev != nullptr)
             copy_text({dev, NAS_DEVICE_PATH_SIZE}, mount.device);

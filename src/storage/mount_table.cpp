@@ -1,16 +1,18 @@
 #include "storage/mount_table.h"
 
-#include "nas/partition.h"
+#include "nas/mount.h"
+#include "storage/device_name.h"
 #include "support/text.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace nas
 {
 
-void open_mount_table(MountTable &table)
+void open_mount_table(LineReader &table)
 {
-    table.file.reset(fopen("/proc/mounts", "r"));
+    open_table(table, "/proc/mounts", 511);
 }
 
 static bool is_octal(char c)
@@ -18,13 +20,12 @@ static bool is_octal(char c)
     return c >= '0' && c <= '7';
 }
 
-// The kernel writes blanks, tabs, line feeds and backslashes of names as "\ooo".
-static void decode_octal_escapes(char *text)
+// The kernel writes blanks, tabs, line feeds and backslashes of names as "\ooo". Decodes from the first backslash on
+// and returns the new end.
+static char *decode_octal_escapes(char *backslash)
 {
-    char *to = strchr(text, '\\');
-    if (to == nullptr)
-        return;
-    const char *from = to;
+    char *to = backslash;
+    const char *from = backslash;
     while (*from != '\0') {
         if (from[0] == '\\' && is_octal(from[1]) && is_octal(from[2]) && is_octal(from[3])) {
             const int code = (from[1] - '0') * 64 + (from[2] - '0') * 8 + (from[3] - '0');
@@ -38,56 +39,77 @@ static void decode_octal_escapes(char *text)
         *to++ = *from++;
     }
     *to = '\0';
+    return to;
 }
 
-// Ends the field at the next blank and returns what follows.
-static char *split_field(char *field)
+// Ends the field at the next blank; `rest` moves on to what follows.
+static std::string_view split_field(char *&rest)
 {
-    char *end = field + strcspn(field, " ");
-    if (*end == ' ')
-        *end++ = '\0';
-    return end;
+    char *const field = rest;
+    rest = strchr(field, ' ');
+    if (rest == nullptr)
+        rest = field + strlen(field);
+    const std::string_view text(field, static_cast<size_t>(rest - field));
+    if (*rest == ' ')
+        *rest++ = '\0';
+    return text;
 }
 
-bool next_mount(MountTable &table, MountLine &mount)
+static void decode_name(std::string_view &name, char *line)
 {
-    if (!next_line(table.file, table.line))
+    char *const field = line + (name.data() - line);
+    if (char *backslash = strchr(field, '\\'))
+        name = {field, static_cast<size_t>(decode_octal_escapes(backslash) - field)};
+}
+
+bool next_mount(LineReader &table, MountLine &mount)
+{
+    char *const line = next_line(table);
+    if (line == nullptr)
         return false;
-    mount.device = table.line;
-    mount.mount_point = split_field(mount.device);
-    mount.fstype = split_field(mount.mount_point);
-    split_field(mount.fstype);
-    decode_octal_escapes(mount.device);
-    decode_octal_escapes(mount.mount_point);
+    const bool has_escapes = strchr(line, '\\') != nullptr;
+    char *rest = line;
+    mount.device = split_field(rest);
+    mount.mount_point = split_field(rest);
+    mount.fstype = split_field(rest);
+    if (has_escapes) {
+        decode_name(mount.device, line);
+        decode_name(mount.mount_point, line);
+    }
+    return true;
+}
+
+// Takes what is behind the path's last "/"; false when there is none.
+static bool take_last_name(std::string_view path, std::string_view &name)
+{
+    const char *slash = strrchr(path.data(), '/');
+    if (slash == nullptr)
+        return false;
+    name = path;
+    name.remove_prefix(static_cast<size_t>(slash + 1 - path.data()));
     return true;
 }
 
 // Reads the parts of a USB volume's names out of a line; false when the line is none.
 static bool read_volume(Volume &volume)
 {
-    const char *device = volume.mount.device;
-    const char *mount_point = volume.mount.mount_point;
+    const std::string_view mount_point = volume.mount.mount_point;
+    if (!begins_with(mount_point, "/tmp/mnt") && !begins_with(mount_point, "/mnt"))
+        return false;
     // The router's own RAM disk and root.
-    if (strcmp(device, "/dev/ram2") == 0 || strcmp(device, "/dev/root") == 0)
+    if (volume.mount.device == "/dev/ram2" || volume.mount.device == "/dev/root")
         return false;
-    if (!begins_with(mount_point, "/mnt") && !begins_with(mount_point, "/tmp/mnt"))
+    if (!take_last_name(volume.mount.device, volume.device) || !take_last_name(volume.mount.mount_point, volume.folder))
         return false;
-    const char *device_slash = strrchr(device, '/');
-    const char *folder_slash = strrchr(mount_point, '/');
-    if (device_slash == nullptr || folder_slash == nullptr)
-        return false;
-    volume.device = device_slash + 1;
-    volume.folder = folder_slash + 1;
-    char disk[NAS_DEVICE_NAME_SIZE];
-    parse_devname(volume.device, disk, nullptr);
-    copy_text(volume.disk, disk);
+    const std::string_view disk = disk_of_device(volume.device.data());
+    volume.disk = {disk.data(), std::min(disk.size(), sizeof MountEntry::disk - 1)};
     return true;
 }
 
-bool next_volume(MountTable &table, Volume &volume, const char *disk)
+bool next_volume(LineReader &table, Volume &volume, const char *disk)
 {
     while (next_mount(table, volume.mount))
-        if (read_volume(volume) && (disk == nullptr || strcmp(disk, volume.disk) == 0))
+        if (read_volume(volume) && (disk == nullptr || volume.disk == disk))
             return true;
     return false;
 }

@@ -4,37 +4,32 @@
 
 #include "support/line_reader.h"
 
+#include <string_view>
+
 namespace nas
 {
 
-// One reading of the table. `line` holds the fields of the current line.
-struct MountTable {
-    File file;
-    char line[512];
-};
-
-// A line's first three fields, inside the table's `line`; a missing one is the empty text.
+// A line's first three fields, each terminated, where the table was read; a missing one is the empty text.
 struct MountLine {
-    char *device;
-    char *mount_point;
-    char *fstype;
+    std::string_view device;
+    std::string_view mount_point;
+    std::string_view fstype;
 };
 
 // A line that is a mounted USB volume, with the parts of its names.
 struct Volume {
     MountLine mount;
-    const char *device; // behind the last "/" of the device's path
-    const char *folder; // behind the last "/" of the mount point
-    char disk[16];      // the device without its partition number, as a list's entry bears it
+    std::string_view device; // behind the last "/" of the device's path
+    std::string_view folder; // behind the last "/" of the mount point
+    std::string_view disk;   // the device without its partition number, cut as an entry of the list has it
 };
 
-// Opens /proc/mounts. A table that cannot be opened has no lines.
-void open_mount_table(MountTable &table);
+void open_mount_table(LineReader &table);
 
-bool next_mount(MountTable &table, MountLine &mount);
+bool next_mount(LineReader &table, MountLine &mount);
 
 // The next USB volume, of `disk` alone when it is not null.
-bool next_volume(MountTable &table, Volume &volume, const char *disk);
+bool next_volume(LineReader &table, Volume &volume, const char *disk);
 
 } // namespace nas
 

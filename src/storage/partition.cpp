@@ -1,6 +1,7 @@
 #include "nas/partition.h"
 
 #include "platform/process.h"
+#include "storage/device_name.h"
 #include "storage/mount_table.h"
 #include "storage/volume_list.h"
 #include "support/line_reader.h"
@@ -12,11 +13,9 @@
 
 using namespace nas;
 
-using PartitionLine = char[256];
-
-static File open_partition_table()
+static void open_partition_table(LineReader &table)
 {
-    return File(fopen("/proc/partitions", "r"));
+    open_table(table, "/proc/partitions", 255);
 }
 
 // A drive has a letter behind its family.
@@ -55,27 +54,25 @@ int make_dev_node(const char *name)
 
 int parse_devname(const char *name, char *disk, int *num)
 {
-    char work[NAS_DEVICE_NAME_SIZE];
-    copy_text(work, name);
-    // A 0 does not begin a number: "sr0" is a whole disk.
-    char *number = strpbrk(work, "123456789");
-    if (number != nullptr) {
-        if (num != nullptr)
-            *num = parse_int(number);
-        *number = '\0';
-    }
-    copy_text({disk, NAS_DEVICE_NAME_SIZE}, work);
-    return number != nullptr;
+    const std::string_view head = disk_of_device(name);
+    copy_text({disk, NAS_DEVICE_NAME_SIZE}, head);
+    const char *number = name + head.size();
+    if (*number == '\0' || head.size() >= NAS_DEVICE_NAME_SIZE - 1)
+        return 0;
+    if (num != nullptr)
+        *num = parse_int(number);
+    return 1;
 }
 
 // How many lines contain the name; -1 when the table cannot be read.
 static int count_lines(const char *name)
 {
-    const File table = open_partition_table();
-    if (!table)
+    LineReader table;
+    open_partition_table(table);
+    if (!table.file)
         return -1;
     int count = 0;
-    for (PartitionLine line; next_line(table, line);)
+    while (char *line = next_line(table))
         if (strstr(line, name) != nullptr)
             count++;
     return count;
@@ -94,9 +91,10 @@ int get_blockdev_exist(const char *name)
 
 int get_partition_lastidx(const char *disk)
 {
-    const File table = open_partition_table();
+    LineReader table;
+    open_partition_table(table);
     int last = 0;
-    for (PartitionLine line; next_line(table, line);)
+    while (char *line = next_line(table))
         if (const char *found = strstr(line, disk)) {
             const int index = parse_int(found + strlen(disk));
             if (index > last)
@@ -107,8 +105,9 @@ int get_partition_lastidx(const char *disk)
 
 uint64_t get_partition_numofblock(const char *name)
 {
-    const File table = open_partition_table();
-    for (PartitionLine line; next_line(table, line);) {
+    LineReader table;
+    open_partition_table(table);
+    while (char *line = next_line(table)) {
         char *rest = line;
         const char *major = strtok_r(rest, " \t", &rest);
         const char *minor = strtok_r(nullptr, " \t", &rest);
@@ -143,10 +142,10 @@ int sleep_hdd(const char *disk)
 
 uint64_t get_fs_available_size(const char *mount_point)
 {
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     for (Volume volume; next_volume(table, volume, nullptr);)
-        if (strcmp(volume.mount.mount_point, mount_point) == 0)
+        if (volume.mount.mount_point == mount_point)
             return ask_for_sizes(mount_point).free;
     return 0;
 }

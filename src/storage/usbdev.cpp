@@ -345,7 +345,7 @@ int get_first_mount_dir_by_usbidx(int index, char *dir)
     const UsbDevInfo *info = find_by_index(all, index);
     if (info == nullptr || info->interface_class != storage_class)
         return 0;
-    MountTable table;
+    LineReader table;
     open_mount_table(table);
     Volume volume;
     if (!next_volume(table, volume, info->devname))

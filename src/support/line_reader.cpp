@@ -5,24 +5,49 @@
 namespace nas
 {
 
-static void skip_rest_of_line(FILE *file)
+void open_table(LineReader &reader, const char *path, size_t max_length)
 {
-    int c = getc(file);
-    while (c != '\n' && c != EOF)
-        c = getc(file);
+    reader.file.reset(fopen(path, "r"));
+    reader.max_length = max_length;
+    reader.begin = reader.end = 0;
 }
 
-bool next_line(const File &table, std::span<char> line)
+// Reads on behind what is there; false at the end of the file.
+static bool fill(LineReader &reader)
 {
-    // fgets writes the last byte only when the line fills all others.
-    char &last = line.back();
-    last = '\n';
-    if (!table || fgets(line.data(), static_cast<int>(line.size()), table.get()) == nullptr)
-        return false;
-    if (last == '\0' && line[line.size() - 2] != '\n')
-        skip_rest_of_line(table.get());
-    line[strcspn(line.data(), "\n")] = '\0';
-    return true;
+    const size_t kept = reader.end - reader.begin;
+    memmove(reader.buffer, reader.buffer + reader.begin, kept);
+    reader.begin = 0;
+    // The end of an over-long line is still to come: its head is all that counts.
+    const size_t room = sizeof reader.buffer - 1;
+    reader.end = kept < room ? kept : reader.max_length;
+    const size_t read = fread(reader.buffer + reader.end, 1, room - reader.end, reader.file.get());
+    reader.end += read;
+    return read > 0;
+}
+
+char *next_line(LineReader &reader)
+{
+    if (!reader.file)
+        return nullptr;
+    char *line_end;
+    while (true) {
+        char *const unread = reader.buffer + reader.begin;
+        line_end = static_cast<char *>(memchr(unread, '\n', reader.end - reader.begin));
+        if (line_end != nullptr)
+            break;
+        if (!fill(reader)) {
+            if (reader.begin == reader.end)
+                return nullptr;
+            line_end = reader.buffer + reader.end; // the last line has no line feed
+            break;
+        }
+    }
+    char *const line = reader.buffer + reader.begin;
+    const size_t length = static_cast<size_t>(line_end - line);
+    reader.begin += length < reader.end - reader.begin ? length + 1 : length;
+    line[length < reader.max_length ? length : reader.max_length] = '\0';
+    return line;
 }
 
 } // namespace nas

@@ -10,16 +10,6 @@
 namespace nas
 {
 
-void copy_text(std::span<char> to, std::string_view from)
-{
-    if (to.empty())
-        return;
-    const size_t length = std::min(from.size(), to.size() - 1);
-    if (length > 0)
-        memcpy(to.data(), from.data(), length);
-    to[length] = '\0';
-}
-
 bool format_text(std::span<char> to, const char *format, ...)
 {
     va_list arguments;
@@ -45,11 +35,6 @@ void keep_unbroken_line(char *text)
     end_at_line_feed(text);
     for (size_t length = strlen(text); length > 0 && text[length - 1] == '\\'; length--)
         text[length - 1] = '\0';
-}
-
-bool begins_with(const char *text, std::string_view prefix)
-{
-    return strncmp(text, prefix.data(), prefix.size()) == 0;
 }
 
 int parse_int(const char *text)
@@ -79,6 +64,7 @@ void borrow(TextBuffer &text, std::span<char> memory)
     text.data = memory.data();
     text.data[0] = '\0';
     text.size = memory.size();
+    text.length = 0;
     text.borrowed = true;
 }
 
@@ -103,11 +89,13 @@ static bool reserve(TextBuffer &text, size_t more)
     return true;
 }
 
+// mempcpy is a call also where the compiler, told to save room, would copy byte by byte.
 static void put(TextBuffer &text, std::string_view piece)
 {
-    if (!piece.empty()) // an empty piece may have no memory at all
-        memcpy(text.data + text.length, piece.data(), piece.size());
-    text.length += piece.size();
+    if (piece.empty()) // it may have no memory at all
+        return;
+    char *end = static_cast<char *>(mempcpy(text.data + text.length, piece.data(), piece.size()));
+    text.length = static_cast<size_t>(end - text.data);
 }
 
 void append(TextBuffer &text, std::string_view piece)

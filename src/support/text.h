@@ -3,6 +3,7 @@
 #define NAS_SUPPORT_TEXT_H
 
 #include <cstddef>
+#include <cstring>
 #include <initializer_list>
 #include <span>
 #include <string_view>
@@ -11,7 +12,15 @@ namespace nas
 {
 
 // Arrays convert to the span by themselves: copy_text(entry.disk, name).
-void copy_text(std::span<char> to, std::string_view from);
+inline void copy_text(std::span<char> to, std::string_view from)
+{
+    if (to.empty())
+        return;
+    const size_t length = from.size() < to.size() ? from.size() : to.size() - 1;
+    if (length > 0)
+        memcpy(to.data(), from.data(), length);
+    to[length] = '\0';
+}
 
 // False when the text was cut.
 [[gnu::format(printf, 2, 3)]] bool format_text(std::span<char> to, const char *format, ...);
@@ -27,7 +36,10 @@ bool breaks_file(std::string_view text);
 void keep_unbroken_line(char *text);
 
 // string_view's own starts_with calls into the C++ runtime when it is not inlined.
-bool begins_with(const char *text, std::string_view prefix);
+inline bool begins_with(std::string_view text, std::string_view prefix)
+{
+    return text.size() >= prefix.size() && memcmp(text.data(), prefix.data(), prefix.size()) == 0;
+}
 
 // The leading decimal number, as strtol reads it; what an int cannot hold becomes the nearest one. 0 without a number.
 int parse_int(const char *text);
@@ -47,7 +59,13 @@ struct TextBuffer {
     ~TextBuffer();
 };
 
-// Gives an empty buffer its first memory. False when there is none.
+inline std::string_view as_view(const TextBuffer &text)
+{
+    return {text.data, text.length};
+}
+
+// Makes a buffer empty and gives it memory of its own (false when there is none), or
+// somebody else's.
 bool allocate(TextBuffer &text, size_t size);
 void borrow(TextBuffer &text, std::span<char> memory);
 
