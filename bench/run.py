@@ -6,10 +6,11 @@ from pathlib import Path
 
 import binary_rows
 import mount_rows
+import share_rows
 from programs import Programs
 from table import print_table, write_json
 
-TOPICS = [mount_rows, binary_rows]
+TOPICS = [mount_rows, share_rows, binary_rows]
 
 
 def main(build, results):

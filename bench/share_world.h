@@ -1,0 +1,37 @@
+// A router with two disks of many folders and five users, for the runs of FTP and Samba.
+#ifndef NAS_BENCH_SHARE_WORLD_H
+#define NAS_BENCH_SHARE_WORLD_H
+
+#include "support/recording_host.h"
+#include "support/sandbox.h"
+
+#include <array>
+#include <string>
+
+namespace nas_bench
+{
+
+inline constexpr std::array share_disks = {"/mnt/Disk1", "/mnt/Disk2"};
+
+// Both services on, and the five users in the store, with every kind of rights. Each folder is open to somebody.
+void put_users(nas_test::RecordingHost &host);
+
+// Lays `count` folders on each disk, in no order.
+void put_folders(nas_test::Sandbox &sandbox, int count);
+
+struct ShareService {
+    const char *name; // "ftp", "samba"
+    int (*callback)(const char *mode);
+    const char *conf_path;
+    const char *section_begin; // what stands in that file around a folder's path
+    const char *section_end;
+};
+
+const std::array<ShareService, 2> &share_services();
+
+// Ends the program unless the file that was written speaks of all folders of both disks. Returns the file's text.
+std::string check_conf(const ShareService &service, int folders);
+
+} // namespace nas_bench
+
+#endif
