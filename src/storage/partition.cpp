@@ -54,10 +54,12 @@ int make_dev_node(const char *name)
 
 int parse_devname(const char *name, char *disk, int *num)
 {
-    const std::string_view head = disk_of_device(name);
+    char work[NAS_DEVICE_NAME_SIZE];
+    copy_text(work, name);
+    const std::string_view head = disk_of_device(work);
     copy_text({disk, NAS_DEVICE_NAME_SIZE}, head);
-    const char *number = name + head.size();
-    if (*number == '\0' || head.size() >= NAS_DEVICE_NAME_SIZE - 1)
+    const char *number = work + head.size();
+    if (*number == '\0')
         return 0;
     if (num != nullptr)
         *num = parse_int(number);
