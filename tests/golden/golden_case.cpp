@@ -177,6 +177,43 @@ struct Setup {
         store.values[key] = unescape(rest);
     }
 
+    // "####" in the path stands for each number from the first to the last, in four digits.
+    void put_dirs(std::string_view rest)
+    {
+        const int first = std::stoi(next_word(rest));
+        const int last = std::stoi(next_word(rest));
+        const mode_t mode = octal(next_word(rest));
+        const std::string path = unescape(rest);
+        const std::size_t at = path.find("####");
+        if (at == std::string::npos) {
+            golden.complaint = "no #### in " + path;
+            return;
+        }
+        for (int number = first; number <= last; ++number) {
+            char digits[16];
+            std::snprintf(digits, sizeof digits, "%04d", number);
+            sandbox.put_dir(path.substr(0, at) + digits + path.substr(at + 4), mode);
+        }
+    }
+
+    // Network and device; false when the word is none of theirs.
+    bool apply_fact(const std::string &word, std::string_view rest)
+    {
+        if (word == "wan")
+            host.network.wan_ip["wan1"] = rest;
+        else if (word == "lan")
+            host.network.address["br-lan"] = rest;
+        else if (word == "hwaddr")
+            host.network.hwaddr["eth1"] = rest;
+        else if (word == "product")
+            host.device.product = unescape(rest);
+        else if (word == "factory")
+            host.device.factory_test_mode = true;
+        else
+            return false;
+        return true;
+    }
+
     void apply(std::string_view line)
     {
         std::string_view rest = line;
@@ -198,6 +235,11 @@ struct Setup {
             const mode_t mode = octal(next_word(rest));
             const std::string path = unescape(next_word(rest));
             sandbox.put_file(path, unescape(rest), mode);
+        } else if (word == "dirs") {
+            put_dirs(rest);
+        } else if (word == "link") {
+            const std::string path = unescape(next_word(rest));
+            sandbox.put_link(path, unescape(rest));
         } else if (word == "process") {
             add_process(rest);
         } else if (word == "exits") {
@@ -205,7 +247,7 @@ struct Setup {
             host.on_command(unescape(rest), statuses);
         } else if (word == "fails") {
             failing_paths.push_back(unescape(rest));
-        } else {
+        } else if (!apply_fact(word, rest)) {
             golden.complaint = "unknown line: " + std::string(line);
         }
     }

@@ -1,7 +1,10 @@
 // Runs every golden case. NAS_UPDATE_GOLDEN=1 rewrites the expectations instead and says so.
 #include "golden/golden_case.h"
 
+#include "nas/exposure.h"
+#include "nas/ftp.h"
 #include "nas/media.h"
+#include "nas/samba.h"
 
 #include <gtest/gtest.h>
 
@@ -9,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <sys/stat.h>
 
 namespace
 {
@@ -21,7 +25,12 @@ using Callback = int (*)(const char *mode);
 Callback find_callback(const std::string &name)
 {
     static const std::map<std::string, Callback> callbacks = {
+        {"ftp_callback", ftp_callback},
         {"media_callback", media_callback},
+        {"samba_callback", samba_callback},
+        {"configure_iptables_for_nas", [](const char *) { return configure_iptables_for_nas(); }},
+        {"prepare_kelsto_server", [](const char *) { return prepare_kelsto_server(); }},
+        {"sweep_kelsto_server", [](const char *) { return sweep_kelsto_server(); }},
     };
     const auto found = callbacks.find(name);
     return found == callbacks.end() ? nullptr : found->second;
@@ -34,6 +43,14 @@ bool updates()
 }
 
 struct Golden : testing::TestWithParam<std::string> {
+    Golden() : usual_umask(umask(022))
+    {
+    }
+    ~Golden() override
+    {
+        umask(usual_umask);
+    }
+    mode_t usual_umask;
     nas_test::Sandbox sandbox;
     nas_test::RecordingHost host;
 };

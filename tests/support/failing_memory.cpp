@@ -42,6 +42,7 @@ bool fails(std::size_t size)
 extern "C" {
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
+void *__libc_realloc(void *memory, std::size_t size);
 
 void *malloc(std::size_t size)
 {
@@ -51,6 +52,11 @@ void *malloc(std::size_t size)
 void *calloc(std::size_t count, std::size_t size)
 {
     return fails(count * size) ? nullptr : __libc_calloc(count, size);
+}
+
+void *realloc(void *memory, std::size_t size)
+{
+    return fails(size) ? nullptr : __libc_realloc(memory, size);
 }
 }
 #endif

@@ -13,7 +13,7 @@ int signal_nas(const char *request)
 {
     const HostsOwnDoing mine;
     host().record(std::string("request ") + request);
-    return 0;
+    return host().request_result;
 }
 
 int signal_start(const char *message)

@@ -141,6 +141,7 @@ class RecordingHost
     NetworkFacts network;
     DeviceFacts device;
     std::time_t now = 1'000'000'000;
+    int request_result = 0;      // of signal_nas
     bool passes_files_on = true; // false: writes to the file system are recorded, not done
 
     int statfs_calls = 0;
