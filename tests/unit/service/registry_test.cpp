@@ -135,14 +135,31 @@ TEST_F(Registry, UnknownServicesAreDisabled)
 TEST_F(Registry, ServicesOfLaterVersionsAreDisabledWhateverIsStored)
 {
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n/dev/sdb1 /tmp/mnt/ vfat rw 0 0\n");
-    for (const char *key : {"ftp_conf", "samba_conf", "url_conf", "torrent_conf"})
+    for (const char *key : {"url_conf", "torrent_conf"})
         host.set_config(key, "1,1,1,1,1,1,1");
     host.set_config("rsync_conf", "1,873,Disk1,Backup");
     host.set_config("nalvexcloud_conf", "1,873,Disk1,Backup");
     host.set_config("torrent_hddname", "Disk1");
     host.set_status("entware", "1");
-    for (const char *name : {"ftp", "samba", "url", "rsync", "nalvexcloud", "torrent", "entware"})
+    for (const char *name : {"url", "rsync", "nalvexcloud", "torrent", "entware"})
         EXPECT_EQ(enabled(name), 0) << name;
+}
+
+TEST_F(Registry, FtpAndSambaNeedNoDisk)
+{
+    for (const char *name : {"ftp", "samba"}) {
+        const std::string key = std::string(name) + "_conf";
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, "1");
+        EXPECT_EQ(enabled(name), 1) << name;
+        host.set_config(key, "7,2121,9000,UTF-8,0");
+        EXPECT_EQ(enabled(name), 7) << name;
+        host.set_config(key, "0,2121,9000,UTF-8,0");
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, ",1,1,1,1,1,1");
+        EXPECT_EQ(enabled(name), 0) << name;
+    }
+    EXPECT_EQ(host.transcript(), "");
 }
 
 // ---- get_service_ports
@@ -160,8 +177,69 @@ TEST_F(Registry, ServicesWithoutPortsLeaveTheListUntouched)
     }
 }
 
+TEST_F(Registry, FtpOffersItsTwoPorts)
+{
+    host.set_config("ftp_conf", "1,2121,8080,UTF-8,0");
+    for (const int max : {2, 3}) {
+        ServicePort ports[3] = {{"", 0}, {"", 0}, {"udp", 9}};
+        EXPECT_EQ(host.call(get_service_ports, "ftp", &ports[0], max), 1) << max;
+        EXPECT_STREQ(ports[0].protocol, "tcp");
+        EXPECT_EQ(ports[0].port, 2121);
+        EXPECT_STREQ(ports[1].protocol, "tcp");
+        EXPECT_EQ(ports[1].port, 8080);
+        EXPECT_STREQ(ports[2].protocol, "udp") << max;
+        EXPECT_EQ(ports[2].port, 9) << max;
+    }
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, FtpFillsTheOnlyEntryYetAnswersZero)
+{
+    host.set_config("ftp_conf", "1,2121,8080,UTF-8,0");
+    const nas_test::GuardedBuffer memory(sizeof(ServicePort));
+    ServicePort *const port = reinterpret_cast<ServicePort *>(memory.data());
+    EXPECT_EQ(host.call(get_service_ports, "ftp", port, 1), 0);
+    EXPECT_STREQ(port->protocol, "tcp");
+    EXPECT_EQ(port->port, 2121);
+}
+
+TEST_F(Registry, FtpWritesNothingWithoutRoom)
+{
+    host.set_config("ftp_conf", "1,2121,8080,UTF-8,0");
+    for (const int max : {0, -1, -2147483647}) {
+        ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
+        EXPECT_EQ(host.call(get_service_ports, "ftp", &ports[0], max), 0) << max;
+        EXPECT_STREQ(ports[0].protocol, "udp") << max;
+        EXPECT_EQ(ports[0].port, 1) << max;
+        EXPECT_EQ(ports[1].port, 2) << max;
+    }
+}
+
+TEST_F(Registry, FtpsPortsMayBeZero)
+{
+    ServicePort ports[2] = {};
+    host.set_config("ftp_conf", "1,0,8080,UTF-8,0");
+    EXPECT_EQ(host.call(get_service_ports, "ftp", &ports[0], 2), 1);
+    EXPECT_EQ(ports[0].port, 0);
+    EXPECT_EQ(ports[1].port, 8080);
+    host.set_config("ftp_conf", "1,2121,0,UTF-8,0");
+    EXPECT_EQ(host.call(get_service_ports, "ftp", &ports[0], 2), 1);
+    EXPECT_EQ(ports[0].port, 2121);
+    EXPECT_EQ(ports[1].port, 0);
+}
+
+TEST_F(Registry, EnabledSambaOffersNoPort)
+{
+    host.set_config("samba_conf", "1,Router,HOME,0,0,1,1");
+    ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
+    EXPECT_EQ(host.call(get_service_ports, "samba", &ports[0], 2), 0);
+    EXPECT_STREQ(ports[0].protocol, "udp");
+    EXPECT_EQ(ports[0].port, 1);
+}
+
 TEST_F(Registry, DisabledServicesOfferNoPort)
 {
+    host.set_config("ftp_conf", "0,2121,8080,UTF-8,0");
     for (const char *name : {"ftp", "url", "rsync", "nalvexcloud", "torrent"}) {
         for (const int max : {0, 1, 2}) {
             ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
@@ -290,6 +368,25 @@ TEST_F(Registry, RunningServiceIsLeftAlone)
     set_up_media();
     host.add_process({"minidlna"});
     EXPECT_EQ(restart("media"), 0);
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, DeadFtpAndSambaAreRestarted)
+{
+    host.set_config("ftp_conf", "1");
+    host.set_config("samba_conf", "1");
+    host.add_process({"proftpd"});
+    host.add_process({"smbd"});
+    EXPECT_EQ(restart("ftp"), 1);
+    EXPECT_EQ(host.transcript(), "stderr: Restart Service: ftp\n"
+                                 "request ftp\n");
+    EXPECT_EQ(restart("samba"), 1);
+    EXPECT_EQ(host.transcript(), "stderr: Restart Service: samba\n"
+                                 "request samba\n");
+    host.add_process({"proftpd:"});
+    host.add_process({"smbd"});
+    EXPECT_EQ(restart("ftp"), 0);
+    EXPECT_EQ(restart("samba"), 0);
     EXPECT_EQ(host.transcript(), "");
 }
 
@@ -549,11 +646,10 @@ void expect_cleared(nas_test::RecordingHost &host, int (*getter)(Record *))
 
 TEST_F(Registry, RecordsOfLaterVersionsAreCleared)
 {
-    for (const char *key : {"ftp_conf", "samba_conf", "url_conf", "rsync_conf", "nalvexcloud_conf", "torrent_conf"})
+    for (const char *key : {"ftp_conf", "url_conf", "rsync_conf", "nalvexcloud_conf", "torrent_conf"})
         host.set_config(key, "1,2,3,4,5,6,7");
-    expect_cleared(host, get_ftpd_config);
-    expect_cleared(host, get_samba_config);
     expect_cleared(host, get_urlsvc_config);
+    expect_cleared(host, get_httpd_config);
     expect_cleared(host, get_rsync_config);
     expect_cleared(host, get_nalvexcloud_config);
     expect_cleared(host, get_torrent_config);
@@ -568,6 +664,16 @@ TEST_F(Registry, RecordsOfLaterVersionsMayBeNull)
     EXPECT_EQ(host.call([] { return get_nalvexcloud_config(nullptr); }), 0);
     EXPECT_EQ(host.call([] { return get_torrent_config(nullptr); }), 0);
     EXPECT_EQ(host.call([] { return get_entware_config(nullptr); }), 0);
+}
+
+TEST_F(Registry, WebServerOfLaterVersionsIsNotTouched)
+{
+    host.set_config("url_conf", "1,8080,1");
+    for (const char *mode : {static_cast<const char *>(nullptr), "forced", "nomount"}) {
+        EXPECT_EQ(host.call(lighttpd_callback, mode, static_cast<const char *>(nullptr)), 0);
+        EXPECT_EQ(host.call(lighttpd_callback, mode, "url_kelsto"), 0);
+    }
+    EXPECT_EQ(host.transcript(), "");
 }
 
 TEST_F(Registry, PackageEnvironmentHasNothingToTakeDown)
