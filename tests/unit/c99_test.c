@@ -20,15 +20,22 @@ static const Function functions[] = {
     (Function)check_process_mount,
     (Function)check_reload_db,
     (Function)check_service_starting,
+    (Function)check_user_valid_outof_service,
+    (Function)configure_iptables_for_ftp,
+    (Function)configure_iptables_for_nas,
+    (Function)configure_iptables_for_url,
+    (Function)convert_userdb,
     (Function)dir_filter,
     (Function)fini_entware,
     (Function)free_mount_list,
+    (Function)ftp_callback,
     (Function)get_block_devidx,
     (Function)get_blockdev_exist,
     (Function)get_entware_config,
     (Function)get_fs_available_size,
     (Function)get_ftpd_config,
     (Function)get_fuse_fsname,
+    (Function)get_httpd_config,
     (Function)get_media_config,
     (Function)get_media_db_filename,
     (Function)get_media_db_folder,
@@ -36,6 +43,9 @@ static const Function functions[] = {
     (Function)get_mount_list,
     (Function)get_mtab_info,
     (Function)get_nalvexcloud_config,
+    (Function)get_nas_user,
+    (Function)get_nas_user_array,
+    (Function)get_nas_user_by_id,
     (Function)get_num_of_mountdev,
     (Function)get_partition_lastidx,
     (Function)get_partition_num,
@@ -51,19 +61,32 @@ static const Function functions[] = {
     (Function)iconv_string,
     (Function)iconv_to_local,
     (Function)iconv_to_utf8,
+    (Function)init_smb_users,
     (Function)is_fdd_type,
     (Function)isdir,
     (Function)kill_and_wait_media_server,
     (Function)kill_and_wait_service,
+    (Function)kill_samba_daemons,
     (Function)kill_service,
+    (Function)lighttpd_callback,
     (Function)make_dev_node,
     (Function)media_callback,
+    (Function)nas_service_upnp_relay_init,
     (Function)parse_devname,
+    (Function)prepare_kelsto_server,
+    (Function)print_ftpconf_global,
     (Function)real_alphasort,
+    (Function)remove_user_system,
     (Function)restart_nas_service,
     (Function)safe_strcpy,
     (Function)safe_strncpy,
+    (Function)samba_callback,
+    (Function)set_ftpd_config,
     (Function)set_media_config,
+    (Function)set_nas_user,
+    (Function)set_nas_user2,
+    (Function)set_nas_user_system,
+    (Function)set_samba_config,
     (Function)set_service_callback_status,
     (Function)set_service_starting,
     (Function)sleep_all_hdd,
@@ -71,6 +94,7 @@ static const Function functions[] = {
     (Function)start_serviced,
     (Function)stop_nas_service,
     (Function)storlib_create_dir,
+    (Function)sweep_kelsto_server,
     (Function)touch_media_db,
     (Function)update_time_for_nas,
     (Function)use_system_passwd,
@@ -106,7 +130,17 @@ static void check_records(void)
     EXPECT(sizeof(struct SambaConfig) == 276);
     EXPECT(offsetof(struct SambaConfig, workgroup) == 132);
     EXPECT(offsetof(struct SambaConfig, smb2) == 272);
+    EXPECT(sizeof(struct NasUser) == 772);
+    EXPECT(offsetof(struct NasUser, password) == 128);
+    EXPECT(offsetof(struct NasUser, folder) == 512);
+    EXPECT(offsetof(struct NasUser, permission) == 768);
     EXPECT(sizeof(struct UrlServiceConfig) == 12);
+    EXPECT(sizeof(struct HttpdConfig) == 408);
+    EXPECT(offsetof(struct HttpdConfig, config_path) == 8);
+    EXPECT(offsetof(struct HttpdConfig, pid_path) == 136);
+    EXPECT(offsetof(struct HttpdConfig, upload_dir) == 200);
+    EXPECT(offsetof(struct HttpdConfig, url_enable) == 332);
+    EXPECT(offsetof(struct HttpdConfig, realm) == 344);
     EXPECT(sizeof(struct CloudShareConfig) == 536);
     EXPECT(offsetof(struct CloudShareConfig, disk_name) == 8);
     EXPECT(sizeof(struct TorrentConfig) == 548);
