@@ -226,6 +226,8 @@ Command *RecordingHost::find_command(const std::string &command)
 int RecordingHost::exit_status_of(const std::string &command)
 {
     if (Command *scripted = find_command(command)) {
+        if (scripted->effect)
+            scripted->effect();
         const std::size_t last = scripted->exit_statuses.size() - 1;
         return scripted->exit_statuses[std::min(scripted->runs++, last)];
     }

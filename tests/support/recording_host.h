@@ -57,13 +57,14 @@ struct Process {
 };
 
 // What a command answers: the exit statuses of its runs in order (the last one stays), and its output for popen.
-// -1 stands for a command that could not be run at all.
+// -1 stands for a command that could not be run at all. `effect` is what a run does to the world.
 struct Command {
     std::string text;
     bool is_prefix = false;
     std::vector<int> exit_statuses = {0};
     std::string output = {};
     std::size_t runs = 0;
+    std::function<void()> effect = {};
 };
 
 struct FileSystem {

@@ -59,6 +59,18 @@ TEST_F(Recording, CommandsAnswerAsScripted)
                                  "run 7%␊ -> 0\n");
 }
 
+TEST_F(Recording, CommandsChangeTheWorld)
+{
+    host.commands.push_back({.text = "umount /mnt/A", .effect = [&] { sandbox.set_mounts("none\n"); }});
+    sandbox.set_mounts("/dev/sda1 /mnt/A vfat rw 0 0\n");
+    act(host, [] { EXPECT_EQ(std::system("umount /mnt/B"), 0); });
+    EXPECT_EQ(read_file("/proc/mounts"), "/dev/sda1 /mnt/A vfat rw 0 0\n");
+    act(host, [] { EXPECT_EQ(std::system("umount /mnt/A"), 0); });
+    EXPECT_EQ(read_file("/proc/mounts"), "none\n");
+    EXPECT_EQ(host.transcript(), "run umount /mnt/B -> 0\n"
+                                 "run umount /mnt/A -> 0\n");
+}
+
 TEST_F(Recording, LongCommandsAreWhole)
 {
     const std::string word(5000, 'w');
