@@ -35,7 +35,7 @@ std::string folder_of(const std::string &device)
 void answer_searches(RecordingHost &host, const Device &device)
 {
     for (const std::string &interface : device.interfaces) {
-        for (const char *place : {"/sys/bus/usb/devices//", ""}) {
+        for (const char *place : {"/sys/bus/usb/devices//", "/sys/bus/usb/devices/", ""}) {
             const std::string folder = place + interface + "/..";
             for (const std::string &name : device.node_names) {
                 std::string output;

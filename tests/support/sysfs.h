@@ -18,7 +18,8 @@ namespace nas_test
 {
 
 // Makes the folders, files and links. On the host, "/usr/bin/find FOLDER | grep NAME" answers for these devices as it
-// would for the tree, where FOLDER is an interface's link, by its path or from within its folder, and "/..".
+// would for the tree, where FOLDER is an interface's link and "/.."; the link by its path, with one slash or two before
+// its name, or by its name alone.
 // Devices that are plugged in later do not change what is there. A line that is not understood ends the program.
 void plug(Sandbox &sandbox, RecordingHost &host, std::string_view devices);
 
@@ -113,9 +114,9 @@ inline constexpr std::string_view phone = "device 1-4\n"
                                           "interface 1-4:1.0 02\n"
                                           "interface 1-4:1.1 0a\n";
 
-inline constexpr std::string_view wireless_phone = "device 1-4\n"
+inline constexpr std::string_view wireless_phone = "device 1-9\n"
                                                    "product=Phone\n"
-                                                   "interface 1-4:1.0 e0\n";
+                                                   "interface 1-9:1.0 e0\n";
 
 inline constexpr std::string_view vendor_specific = "device 1-5\n"
                                                     "product=Dongle\n"

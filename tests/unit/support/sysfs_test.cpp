@@ -77,7 +77,7 @@ TEST_F(Sysfs, SearchesAnswerAsTheTreeWould)
               "/sys/bus/usb/devices//2-1:1.0/../2-1:1.0/host0/target0:0:0/0:0:0:0/block/sdb/sdb1\n");
     EXPECT_EQ(search("/usr/bin/find 1-1:1.0/.. | grep sda").substr(0, 24), "1-1:1.0/../1-1:1.0/host0");
     EXPECT_EQ(search("/usr/bin/find /sys/bus/usb/devices//2-1:1.0/.. | grep sda"), "");
-    EXPECT_EQ(search("/usr/bin/find /sys/bus/usb/devices/2-1:1.0/.. | grep sdb"), "");
+    EXPECT_EQ(search("/usr/bin/find /sys/bus/usb/devices//2-1/.. | grep sdb"), "");
 }
 
 } // namespace
