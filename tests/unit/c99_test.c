@@ -16,10 +16,15 @@
 typedef void (*Function)(void);
 
 static const Function functions[] = {
+    (Function)check_all_unmounted,
     (Function)check_nas_service,
     (Function)check_process_mount,
     (Function)check_reload_db,
     (Function)check_service_starting,
+    (Function)check_usb_device_exist,
+    (Function)check_usb_tethering_class,
+    (Function)check_usbdev_exist_by_idx,
+    (Function)check_usbdev_is_active,
     (Function)check_user_valid_outof_service,
     (Function)configure_iptables_for_ftp,
     (Function)configure_iptables_for_nas,
@@ -28,10 +33,14 @@ static const Function functions[] = {
     (Function)dir_filter,
     (Function)fini_entware,
     (Function)free_mount_list,
+    (Function)free_usbdev_list,
     (Function)ftp_callback,
+    (Function)fuse_callback,
     (Function)get_block_devidx,
     (Function)get_blockdev_exist,
+    (Function)get_cupsd_config,
     (Function)get_entware_config,
+    (Function)get_first_mount_dir_by_usbidx,
     (Function)get_fs_available_size,
     (Function)get_ftpd_config,
     (Function)get_fuse_fsname,
@@ -47,6 +56,7 @@ static const Function functions[] = {
     (Function)get_nas_user_array,
     (Function)get_nas_user_by_id,
     (Function)get_num_of_mountdev,
+    (Function)get_number_of_usbdevice,
     (Function)get_partition_lastidx,
     (Function)get_partition_num,
     (Function)get_partition_numofblock,
@@ -58,11 +68,22 @@ static const Function functions[] = {
     (Function)get_service_ports,
     (Function)get_torrent_config,
     (Function)get_urlsvc_config,
+    (Function)get_usb_tethering_op,
+    (Function)get_usbdev_conneted_mode,
+    (Function)get_usbdev_idx_cache,
+    (Function)get_usbdev_info,
+    (Function)get_usbdev_list,
+    (Function)get_usbidx_by_devname,
+    (Function)hotplug_callback,
+    (Function)hotplug_printer,
+    (Function)hotplug_usb2,
     (Function)iconv_string,
     (Function)iconv_to_local,
     (Function)iconv_to_utf8,
     (Function)init_smb_users,
+    (Function)install_fs_modules,
     (Function)is_fdd_type,
+    (Function)is_usb_removed,
     (Function)isdir,
     (Function)kill_and_wait_media_server,
     (Function)kill_and_wait_service,
@@ -75,12 +96,15 @@ static const Function functions[] = {
     (Function)parse_devname,
     (Function)prepare_kelsto_server,
     (Function)print_ftpconf_global,
+    (Function)print_usb_check,
     (Function)real_alphasort,
+    (Function)remove_all_usb_device,
     (Function)remove_user_system,
     (Function)restart_nas_service,
     (Function)safe_strcpy,
     (Function)safe_strncpy,
     (Function)samba_callback,
+    (Function)set_device_removed,
     (Function)set_ftpd_config,
     (Function)set_media_config,
     (Function)set_nas_user,
@@ -89,6 +113,8 @@ static const Function functions[] = {
     (Function)set_samba_config,
     (Function)set_service_callback_status,
     (Function)set_service_starting,
+    (Function)set_usb_tethering_op,
+    (Function)set_usbdev_idx_cache,
     (Function)sleep_all_hdd,
     (Function)sleep_hdd,
     (Function)start_serviced,
@@ -96,6 +122,9 @@ static const Function functions[] = {
     (Function)storlib_create_dir,
     (Function)sweep_kelsto_server,
     (Function)touch_media_db,
+    (Function)turnoff_usbled,
+    (Function)turnon_usbled_by_silent_control,
+    (Function)uninstall_fs_modules,
     (Function)update_time_for_nas,
     (Function)use_system_passwd,
     (Function)use_system_user,
@@ -160,8 +189,29 @@ static void check_records(void)
     EXPECT(offsetof(struct MountEntry, free) - offsetof(struct MountEntry, total) == 16);
     EXPECT(offsetof(struct MountEntry, used_percent) - offsetof(struct MountEntry, total) == 24);
     EXPECT(offsetof(struct MountList, first) == sizeof(void *));
+    EXPECT(offsetof(struct UsbDevInfo, index) == sizeof(void *));
+    EXPECT(offsetof(struct UsbDevInfo, id_product) == sizeof(void *) + 4);
+    EXPECT(offsetof(struct UsbDevInfo, id_vendor) == sizeof(void *) + 12);
+    EXPECT(offsetof(struct UsbDevInfo, manufacturer) == sizeof(void *) + 20);
+    EXPECT(offsetof(struct UsbDevInfo, product) == sizeof(void *) + 148);
+    EXPECT(offsetof(struct UsbDevInfo, speed) == sizeof(void *) + 276);
+    EXPECT(offsetof(struct UsbDevInfo, version) == sizeof(void *) + 292);
+    EXPECT(offsetof(struct UsbDevInfo, serial) == sizeof(void *) + 300);
+    EXPECT(offsetof(struct UsbDevInfo, interface_class) == sizeof(void *) + 364);
+    EXPECT(offsetof(struct UsbDevInfo, devname) == sizeof(void *) + 368);
+    EXPECT(offsetof(struct UsbDevInfo, connected_mode) == sizeof(void *) + 384);
+    EXPECT(offsetof(struct UsbDevInfo, busnum) == sizeof(void *) + 388);
+    EXPECT(offsetof(struct UsbDevInfo, devnum) == sizeof(void *) + 392);
+    EXPECT(offsetof(struct UsbDevList, first) == sizeof(void *));
+    EXPECT(offsetof(struct UsbDevList, last) == 2 * sizeof(void *));
+    EXPECT(sizeof(struct CupsdConfig) == 8);
+    EXPECT(offsetof(struct CupsdConfig, remote) == 4);
+    EXPECT(sizeof(struct LedSilentControl) == 12);
+    EXPECT(offsetof(struct LedSilentControl, end_hour) == 8);
     EXPECT(sizeof(struct HardwareInfo) == 1024);
+    EXPECT(offsetof(struct HardwareInfo, usb_port_kind) == 4);
     EXPECT(offsetof(struct HardwareInfo, model) == 96);
+    EXPECT(offsetof(struct PeriodicCallbackRecord, active) == 0);
     EXPECT(offsetof(struct PeriodicCallbackRecord, interval) == 68);
     EXPECT(offsetof(struct ProcessEntry, name) == sizeof(void *) + 4);
     EXPECT(offsetof(struct ProcessEntry, cmdline) == sizeof(void *) + 68);
