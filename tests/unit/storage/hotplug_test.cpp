@@ -988,6 +988,17 @@ TEST_F(Watchdog, MountsAVolumeAnewWhoseDriverDied)
     EXPECT_EQ(record.interval, 10);
 }
 
+TEST_F(Watchdog, DriverIsKnownByTheDevice)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/A fuseblk rw 0 0\n");
+    host.add_process({.name = "ntfs-3g", .cmdline = "ntfs-3g /dev/sda1 /tmp/mnt/B"});
+    EXPECT_EQ(watch(), look_for_sda + "list ntfs-3g -> 1\n");
+    host.processes.clear();
+    host.add_process({.name = "ntfs-3g", .cmdline = "ntfs-3g /dev/sda2 /tmp/mnt/A"});
+    watch();
+    EXPECT_EQ(host.count_lines("run umount /mnt/A"), 1);
+}
+
 TEST_F(Watchdog, TellsThatMountingFailed)
 {
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/A fuseblk rw 0 0\n");
@@ -1071,8 +1082,31 @@ TEST_F(Watchdog, SecondDiskAloneKeepsItGoing)
     EXPECT_EQ(record.interval, 10);
 }
 
+TEST_F(Watchdog, FirstDiskAloneKeepsItGoing)
+{
+    nas_test::plug(sandbox, host, usb::stick_on_bus_2);
+    sandbox.set_mounts("/dev/sdb1 /tmp/mnt/B vfat rw 0 0\n"
+                       "/dev/sda1 /tmp/mnt/A fuseblk rw 0 0\n");
+    host.add_process({.name = "ntfs-3g", .cmdline = "ntfs-3g /dev/sda1 /tmp/mnt/A"});
+    watch();
+    EXPECT_EQ(host.lines().back(), "list ntfs-3g -> 1");
+    EXPECT_EQ(record.active, 1);
+    EXPECT_EQ(record.interval, 10);
+}
+
 struct WatchdogAlone : LibraryTest {
 };
+
+TEST_F(WatchdogAlone, LooksAtStorageInterfacesOnly)
+{
+    PeriodicCallbackRecord record = {};
+    nas_test::plug(sandbox, host, usb::printer_with_disk); // the printer goes by the disk's name, too
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/A fuseblk rw 0 0\n");
+    EXPECT_EQ(host.call(fuse_callback, &record), 0);
+    EXPECT_EQ(host.count_lines("run mount.exfat-fuse -o dmask=0000,fmask=0000 /dev/sda1 /mnt/A -> 0"), 1);
+    EXPECT_EQ(host.count_lines("popen /usr/bin/find /sys/bus/usb/devices//1-3:1.1/.. | grep sda"), 1);
+    EXPECT_EQ(host.count_lines("popen "), 1);
+}
 
 TEST_F(WatchdogAlone, StopsWithoutADisk)
 {

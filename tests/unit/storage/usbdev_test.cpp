@@ -901,6 +901,15 @@ TEST_F(UsbDev, CountingKeepsWhatTheEntryBeforeToldOfItself)
     EXPECT_EQ(build(), 2);
 }
 
+TEST_F(UsbDev, EachCountStartsAfresh)
+{
+    plug("device 1-1\ninterface 1-1:1.0 02\n");
+    plug("device 1-2\nidProduct=bd17\nidVendor=0a5c\ninterface 1-2:1.0 02\n");
+    stand_in(devices);
+    EXPECT_EQ(host.call(get_number_of_usbdevice), 1);
+    EXPECT_EQ(host.call(get_number_of_usbdevice), 1);
+}
+
 // ---- queries
 
 TEST_F(UsbDev, NothingPluggedInAnswersEveryQuestion)
@@ -1029,6 +1038,17 @@ TEST_F(UsbDev, NoMountPointWithoutAVolumeOfTheFirstRecord)
 TEST_F(UsbDev, StorageWithoutDiskHasNoMountPoint)
 {
     plug(usb::reader_without_disk);
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/A vfat rw 0 0\n");
+    char dir[64] = "untouched";
+    EXPECT_EQ(host.call(get_first_mount_dir_by_usbidx, 1, static_cast<char *>(dir)), 0);
+    EXPECT_EQ(host.call(check_usbdev_is_active, 1), 0);
+    EXPECT_STREQ(dir, "untouched");
+}
+
+TEST_F(UsbDev, PrinterHasNoMountPointThoughItsNameIsADisks)
+{
+    plug(usb::printer_with_disk);
+    host.set_config("cupsd_conf", "0");
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/A vfat rw 0 0\n");
     char dir[64] = "untouched";
     EXPECT_EQ(host.call(get_first_mount_dir_by_usbidx, 1, static_cast<char *>(dir)), 0);
