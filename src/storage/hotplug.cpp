@@ -109,7 +109,7 @@ int hotplug_usb2(int argc, char **argv)
     }
     const char *path = getenv("DEVPATH");
     const char *action = getenv("ACTION");
-    if (path != nullptr && action != nullptr)
+    if (path != nullptr && action != nullptr && path[0] != '\0' && action[0] != '\0')
         handle_event(path, action);
     return 0;
 }
