@@ -2,6 +2,7 @@
 #ifndef NAS_DECLS_H
 #define NAS_DECLS_H
 
+/* clang-format off */
 #ifdef __cplusplus
 #define NAS_BEGIN_DECLS _Pragma("GCC visibility push(default)") extern "C" {
 #define NAS_END_DECLS } _Pragma("GCC visibility pop")
@@ -9,5 +10,6 @@
 #define NAS_BEGIN_DECLS _Pragma("GCC visibility push(default)")
 #define NAS_END_DECLS _Pragma("GCC visibility pop")
 #endif
+/* clang-format on */
 
 #endif
