@@ -52,7 +52,9 @@ build: setup
 	cmake --preset $(PRESET) > /dev/null
 	cmake --build --preset $(PRESET)
 
-stage: build
+stage: setup
+	cmake --preset $(PRESET) > /dev/null
+	cmake --build --preset $(PRESET) --target nas_programs
 	rm -rf $(STAGE)
 	cmake --install $(BUILD) --prefix $(STAGE)/usr > /dev/null
 
