@@ -6,13 +6,14 @@ set -eu
 packages() {
     case $1 in
         build)
-            echo g++ cmake ninja-build pkg-config libgtest-dev \
-                libsqlite3-dev libnl-3-dev libnl-route-3-dev libssl-dev libcli11-dev nlohmann-json3-dev ;;
+            echo g++ cmake ninja-build pkg-config libgtest-dev binutils iproute2 sqlite3 \
+                libsqlite3-dev libnl-3-dev libnl-route-3-dev libssl-dev libminiupnpc-dev libcli11-dev \
+                nlohmann-json3-dev ;;
         router) # what the virtual router is built with; its daemons are unpacked apart and never installed
             echo gcc libc6-dev util-linux mount iproute2 procps psmisc e2fsprogs iptables kmod \
                 python3 python3-pytest ;;
         lint) echo clang-format clang-tidy clang shellcheck ;;
-        bench) echo valgrind binutils ;;
+        bench) echo valgrind binutils python3 ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         *) echo "tools/setup.sh: no such group: $1" >&2; exit 2 ;;
     esac
