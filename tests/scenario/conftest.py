@@ -3,17 +3,22 @@
 STAGE names the tree of the project's own programs (`make scenario` builds and names it).
 """
 
+import contextlib
+import ctypes
 import json
 import os
 import pathlib
 import subprocess
+import tempfile
 import time
 
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 VR = ROOT / "router" / "vr"
-STATE = ROOT / "build" / "router" / "scenario"
+STATE = pathlib.Path(os.environ.get("VR_STATE", ROOT / "build" / "router" / "scenario"))
+
+libc = ctypes.CDLL(None, use_errno=True)
 
 
 class CommandFailed(AssertionError):
@@ -21,13 +26,27 @@ class CommandFailed(AssertionError):
 
 
 def run(arguments, *, check=True, **options):
-    """Runs a command; with `check` a failure shows what it printed."""
-    done = subprocess.run(
-        [str(argument) for argument in arguments], capture_output=True, text=True, timeout=120, check=False, **options
-    )
+    """Runs a command; with `check` a failure shows what it printed.
+
+    The output goes into files: a daemon that the command leaves behind would keep a pipe open for ever.
+    """
+    arguments = [str(argument) for argument in arguments]
+    with tempfile.TemporaryFile("w+") as out, tempfile.TemporaryFile("w+") as err:
+        returncode = subprocess.run(
+            arguments, stdin=subprocess.DEVNULL, stdout=out, stderr=err, timeout=120, check=False, **options
+        ).returncode
+        out.seek(0)
+        err.seek(0)
+        done = subprocess.CompletedProcess(arguments, returncode, out.read(), err.read())
     if check and done.returncode != 0:
         raise CommandFailed(f"{arguments} ended with {done.returncode}\n{done.stdout}{done.stderr}")
     return done
+
+
+def enter_network(namespace):
+    clone_newnet = 0x40000000
+    if libc.setns(namespace.fileno(), clone_newnet) != 0:
+        raise OSError(ctypes.get_errno(), "setns")
 
 
 def wait_until(condition, seconds, what):
@@ -75,6 +94,45 @@ class Router:
     def runs(self, name):
         return self.execute("/bin/pidof", name, check=False).returncode == 0
 
+    def path(self, path):
+        """A file of the router, reached from outside; no link with an absolute target may be on the way."""
+        return pathlib.Path(f"/proc/{self.first_process('router')}/root") / path.lstrip("/")
+
+    @contextlib.contextmanager
+    def network(self, name):
+        """Sockets that this thread opens in the block are those of a host in the network lan, igd or inet."""
+        namespaces = f"/proc/{self.first_process('world')}/root{STATE}/world/clients/run/netns"
+        with open("/proc/thread-self/ns/net", "rb") as own, open(f"{namespaces}/{name}", "rb") as there:
+            enter_network(there)
+            try:
+                yield
+            finally:
+                enter_network(own)
+
+    @staticmethod
+    def first_process(of):
+        return (STATE / f"{of}.pid").read_text().split()[0]
+
+    def add_users(self, service, users):
+        """Lets users in: rows (name, password, permission, folder). A running service does not learn of it."""
+        for name, password, permission, folder in users:
+            options = ["--password", password, "--permission", permission, "--folder", folder, "--no-apply"]
+            self.nasctl("user", "add", "--service", service, name, *options)
+
+    def remove_users(self, service):
+        for user in self.nasctl_json("user", "list", "--service", service):
+            self.nasctl("user", "remove", "--service", service, user["name"], "--no-apply")
+
+    def switch_on(self, service, **settings):
+        """Settings are written with an underscore where nasctl has a dash."""
+        if settings:
+            changes = [f"{key.replace('_', '-')}={value}" for key, value in settings.items()]
+            self.nasctl("service", "set", service, *changes, "--no-apply")
+        self.nasctl("service", "enable", service)
+
+    def switch_off(self, service):
+        self.nasctl("service", "disable", service)
+
     def events(self):
         return self.nasctl_json("events")
 
@@ -96,27 +154,29 @@ def router():
     up.vr("down")  # fails when anything is left behind
 
 
-@pytest.fixture
-def make_image(router, tmp_path):
-    """Makes disk images: make_image("ext4", "Disk1", {"Movies/a.mp4": b"..."})."""
+def image_maker(router, folder):
+    """Makes disk images in `folder`: make("ext4", "Disk1", {"Movies/a.mp4": b"...", "Docs/": None})."""
 
     def make(filesystem, label, files, size="64M"):
-        tree = tmp_path / f"tree-{label}"
+        tree = folder / f"tree-{label}"
+        tree.mkdir(exist_ok=True)
         for name, content in files.items():
             path = tree / name
             path.parent.mkdir(parents=True, exist_ok=True)
-            path.write_bytes(content)
-        tree.mkdir(exist_ok=True)
-        image = tmp_path / f"{label}.img"
+            if content is None:
+                path.mkdir(exist_ok=True)
+            else:
+                path.write_bytes(content)
+        image = folder / f"{label}.img"
         router.vr("image", image, "--fs", filesystem, "--label", label, "--size", size, "--from", tree)
         return image
 
     return make
 
 
-@pytest.fixture
-def plugged(router):
-    """Plugs images in and pulls them out at the end: plugged(image, "sda")."""
+@contextlib.contextmanager
+def plugger(router):
+    """Plugs images in and pulls them out at the end: plug(image, "sda")."""
     disks = []
 
     def plug(image, disk):
@@ -127,3 +187,25 @@ def plugged(router):
     yield plug
     for disk in reversed(disks):
         router.unplug(disk)
+
+
+@pytest.fixture
+def make_image(router, tmp_path):
+    return image_maker(router, tmp_path)
+
+
+@pytest.fixture
+def plugged(router):
+    with plugger(router) as plug:
+        yield plug
+
+
+@pytest.fixture(scope="module")
+def two_disks(router, tmp_path_factory):
+    """Disk1 (sda) and Disk2 (sdb), each with a note on itself and in each of its folders Movies and Docs."""
+    make = image_maker(router, tmp_path_factory.mktemp("disks"))
+    with plugger(router) as plug:
+        for disk, label in (("sda", "Disk1"), ("sdb", "Disk2")):
+            notes = [f"{folder}note.txt" for folder in ("", "Movies/", "Docs/")]
+            plug(make("ext4", label, {note: f"{label}/{note}".encode() for note in notes}), disk)
+        yield
