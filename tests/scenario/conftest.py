@@ -136,8 +136,9 @@ class Router:
     def events(self):
         return self.nasctl_json("events")
 
-    def list_media(self, *options, timeout=20):
-        return self.vr("net", "lan", "/usr/bin/python3", ROOT / "router" / "dlna-list", "--timeout", timeout, *options)
+    def list_media(self, *options, timeout=20, check=True):
+        lister = ROOT / "router" / "dlna-list"
+        return self.vr("net", "lan", "/usr/bin/python3", lister, "--timeout", timeout, *options, check=check)
 
 
 @pytest.fixture(scope="session")
