@@ -566,7 +566,7 @@ std::string folder_sections(const std::string &name)
 TEST_F(Ftp, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)
 {
     if (!nas_test::memory_can_fail())
-        GTEST_SKIP();
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
     host.set_config("ftp_conf", "1,21,9000,UTF-8,0");
     put_user(0, "rita", "rw");
     put_user(1, "dora", "disable");
@@ -602,7 +602,7 @@ TEST_F(Ftp, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)
 TEST_F(Ftp, TextThatOutgrowsItsMemoryEndsBehindASection)
 {
     if (!nas_test::memory_can_fail())
-        GTEST_SKIP();
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
     host.set_config("ftp_conf", "1,21,9000,UTF-8,0");
     put_user(0, "rita", "rw");
     put_user(1, "dora", "disable");

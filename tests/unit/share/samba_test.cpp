@@ -502,7 +502,7 @@ TEST_F(Samba, StoreIsReadNoMoreOftenForMoreFolders)
 TEST_F(Samba, TextThatOutgrowsItsMemoryEndsBehindASection)
 {
     if (!nas_test::memory_can_fail())
-        GTEST_SKIP();
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
     set_up_disk();
     put_user(0, "a/b", 1, "Disk2"); // a slash: no include files
     const std::string global = generate();
@@ -529,7 +529,7 @@ TEST_F(Samba, TextThatOutgrowsItsMemoryEndsBehindASection)
 TEST_F(Samba, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)
 {
     if (!nas_test::memory_can_fail())
-        GTEST_SKIP();
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
     set_up_disk();
     put_user(0, "a/b", 1, "Disk2");
     const std::string global = generate();
@@ -558,7 +558,7 @@ TEST_F(Samba, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)
 TEST_F(Samba, DiskThatCannotBeListedIsNoMissingDisk)
 {
     if (!nas_test::memory_can_fail())
-        GTEST_SKIP();
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
     set_up_disk();
     put_user(0, "anna", 1);
     const FailingMemory memory(0, 32768); // what opendir wants
