@@ -13,7 +13,6 @@
 namespace
 {
 
-using nas_test::exists;
 using nas_test::FailingMemory;
 using nas_test::GuardedBuffer;
 using nas_test::GuardedText;

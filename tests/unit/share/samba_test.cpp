@@ -465,6 +465,16 @@ TEST_F(Samba, NoticeStandsAtTheEndWithoutDisk)
     EXPECT_EQ(read_file("/var/run/readme/README.txt"), "No_HardDisk");
 }
 
+TEST_F(Samba, EntryThatIsLeftOutIsNoMissingDisk)
+{
+    host.set_config("samba_conf", "1,Router,HOME,0,0,0,1");
+    sandbox.put_dir("/mnt/Disk\n1");
+    put_user(0, "anna", 1);
+    EXPECT_EQ(generate().find("\n[", 1), std::string::npos);
+    EXPECT_EQ(host.count_lines("stderr: Left out: a name in /mnt would break the configuration file"), 1);
+    EXPECT_FALSE(exists("/var/run/readme"));
+}
+
 TEST_F(Samba, ProtocolsFollowTheRecord)
 {
     host.set_config("samba_conf", "1,Router,HOME,0,0,0,0");
