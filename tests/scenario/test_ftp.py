@@ -2,13 +2,11 @@
 
 import concurrent.futures
 import ftplib
-import io
 
 import pytest
 
 from conftest import wait_until
-
-ADDRESS = "192.168.1.1"
+from ftp_client import ADDRESS, Client, connect, file_on_disk, put_on_disk
 
 USERS = [
     ("anna", "pass-anna", "rw", ""),
@@ -87,74 +85,18 @@ def ftp(router, two_disks):
     router.remove_users("ftp")
 
 
-def connect(router, name, password, network="lan", address=ADDRESS, encoding="utf-8"):
-    with router.network(network):
-        client = ftplib.FTP(timeout=20, encoding=encoding)
-        wait_until(lambda: connects(client, address), 10, "the FTP port is open")
-    try:
-        client.login(name, password)
-    except ftplib.Error:
-        client.close()
-        raise
-    return client
-
-
-def connects(client, address):
-    try:
-        client.connect(address)
-    except ConnectionRefusedError:
-        return False
-    return True
-
-
-class Client:
-    """One user's connection. The files are those that the user means: a path as seen after the login."""
-
-    def __init__(self, router, name, **options):
-        self.router = router
-        self.ftp = connect(router, name, PASSWORDS[name], **options)
-
-    def list(self, place):
-        with self.router.network("lan"):
-            return {name for name, _ in self.ftp.mlsd(place)} - {".", ".."}
-
-    def get(self, path):
-        content = io.BytesIO()
-        with self.router.network("lan"):
-            self.ftp.retrbinary(f"RETR {path}", content.write)
-        return content.getvalue()
-
-    def put(self, path, content):
-        with self.router.network("lan"):
-            self.ftp.storbinary(f"STOR {path}", io.BytesIO(content))
-
-    def delete(self, path):
-        self.ftp.delete(path)
-
-
 @pytest.fixture(scope="module")
 def client(router, ftp):
     clients = {}
 
     def client_of(name):
         if name not in clients:
-            clients[name] = Client(router, name)
+            clients[name] = Client(router, name, PASSWORDS[name])
         return clients[name]
 
     yield client_of
     for each in clients.values():
         each.ftp.close()
-
-
-def file_on_disk(router, path):
-    return router.path(f"/tmp/mnt{path}")
-
-
-def put_on_disk(router, path, content):
-    file = file_on_disk(router, path)
-    file.write_bytes(content)
-    file.chmod(0o666)
-    return file
 
 
 every_user = pytest.mark.parametrize("user", RIGHTS)
@@ -314,12 +256,12 @@ def test_a_user_of_samba_alone_is_kept_out(router, ftp):
 def test_a_client_with_another_charset_writes_the_same_names(router, ftp):
     router.switch_on("ftp", charset="EUC-KR")
 
-    Client(router, "anna", encoding="euc-kr").put("/Disk1/Movies/한글 이름.txt", b"Hangul")
+    Client(router, "anna", PASSWORDS["anna"], encoding="euc-kr").put("/Disk1/Movies/한글 이름.txt", b"Hangul")
 
     assert file_on_disk(router, "/Disk1/Movies/한글 이름.txt").read_bytes() == b"Hangul"
-    assert "한글 이름.txt" in Client(router, "anna", encoding="euc-kr").list("/Disk1/Movies")
+    assert "한글 이름.txt" in Client(router, "anna", PASSWORDS["anna"], encoding="euc-kr").list("/Disk1/Movies")
     router.switch_on("ftp", charset="UTF-8")
-    assert "한글 이름.txt" in Client(router, "anna").list("/Disk1/Movies")
+    assert "한글 이름.txt" in Client(router, "anna", PASSWORDS["anna"]).list("/Disk1/Movies")
 
 
 def test_killed_it_is_started_again(router, ftp):
@@ -328,7 +270,7 @@ def test_killed_it_is_started_again(router, ftp):
 
     router.nasctl("service", "start", "ftp")
 
-    assert Client(router, "anna").get("/Disk2/Docs/note.txt") == b"Disk2/Docs/note.txt"
+    assert Client(router, "anna", PASSWORDS["anna"]).get("/Disk2/Docs/note.txt") == b"Disk2/Docs/note.txt"
 
 
 def test_switched_off_it_is_closed_and_the_user_is_told(router, ftp):

@@ -1,0 +1,64 @@
+"""What the FTP scenarios do: as a client in the LAN, and on the router's disks."""
+
+import ftplib
+import io
+
+from conftest import wait_until
+
+ADDRESS = "192.168.1.1"
+
+
+def connect(router, name, password, network="lan", address=ADDRESS, encoding="utf-8"):
+    with router.network(network):
+        client = ftplib.FTP(timeout=20, encoding=encoding)
+        wait_until(lambda: connects(client, address), 10, "the FTP port is open")
+    try:
+        client.login(name, password)
+    except ftplib.Error:
+        client.close()
+        raise
+    return client
+
+
+def connects(client, address):
+    try:
+        client.connect(address)
+    except ConnectionRefusedError:
+        return False
+    return True
+
+
+class Client:
+    """A user's connection."""
+
+    def __init__(self, router, name, password, **options):
+        self.router = router
+        self.ftp = connect(router, name, password, **options)
+
+    def list(self, place):
+        with self.router.network("lan"):
+            return {name for name, _ in self.ftp.mlsd(place)} - {".", ".."}
+
+    def get(self, path):
+        content = io.BytesIO()
+        with self.router.network("lan"):
+            self.ftp.retrbinary(f"RETR {path}", content.write)
+        return content.getvalue()
+
+    def put(self, path, content):
+        with self.router.network("lan"):
+            self.ftp.storbinary(f"STOR {path}", io.BytesIO(content))
+
+    def delete(self, path):
+        self.ftp.delete(path)
+
+
+def file_on_disk(router, path):
+    return router.path(f"/tmp/mnt{path}")
+
+
+def put_on_disk(router, path, content):
+    file = file_on_disk(router, path)
+    file.write_bytes(content)
+    file.chmod(0o666)
+    return file
