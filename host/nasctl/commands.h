@@ -10,6 +10,7 @@ namespace nasctl
 void add_service_commands(CLI::App &app);
 void add_config_commands(CLI::App &app);
 void add_storage_commands(CLI::App &app);
+void add_user_commands(CLI::App &app);
 void add_status_command(CLI::App &app);
 void add_event_commands(CLI::App &app);
 

@@ -11,6 +11,7 @@ int main(int argc, char **argv)
     app.footer("Exit status: 0 done, 1 failed, 2 wrong usage.");
 
     nasctl::add_service_commands(app);
+    nasctl::add_user_commands(app);
     nasctl::add_config_commands(app);
     nasctl::add_status_command(app);
     nasctl::add_storage_commands(app);

@@ -2,6 +2,7 @@
 
 #include "nas/mount.h"
 
+#include "ports.h"
 #include "services.h"
 #include "text.h"
 #include "validate.h"
@@ -23,21 +24,15 @@ bool is_mounted(const std::string &disk)
     return get_mount_devpath(("/tmp/mnt/" + disk).c_str(), nullptr) != 0;
 }
 
-void refuse(const std::string &key, const std::string &value, const std::string &problem)
-{
-    if (!problem.empty())
-        throw UsageError("media: " + key + " \"" + value + "\" is refused: " + problem);
-}
-
 void set_name(MediaConfig &config, const std::string &value)
 {
-    refuse("name", value, problem_with_record_text(value, sizeof config.friendly_name - 1));
+    refuse("media", "name", value, problem_with_record_text(value, sizeof config.friendly_name - 1));
     nashost::copy_cut(config.friendly_name, sizeof config.friendly_name, value);
 }
 
 void set_disk(MediaConfig &config, const std::string &value, bool force)
 {
-    refuse("disk", value, problem_with_disk(value));
+    refuse("media", "disk", value, problem_with_disk(value));
     if (!force && !is_mounted(value))
         throw Failure("media: no disk \"" + value + "\" is mounted (see: nasctl mounts; --force sets it all the same)");
     nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
@@ -45,7 +40,7 @@ void set_disk(MediaConfig &config, const std::string &value, bool force)
 
 void set_folder(MediaConfig &config, const std::string &value)
 {
-    refuse("folder", value, problem_with_folder(value));
+    refuse("media", "folder", value, problem_with_folder(value));
     nashost::copy_cut(config.folder, sizeof config.folder, value);
 }
 
@@ -89,6 +84,8 @@ void enable(bool on)
     MediaConfig config = stored_config();
     if (on && config.disk_name[0] == '\0')
         throw Failure("media: no disk is set; choose one with: nasctl service set media disk=NAME");
+    if (on)
+        check_ports_are_free("media", fixed_ports_of("media"));
     config.enabled = on ? 1 : 0;
     store(config);
 }

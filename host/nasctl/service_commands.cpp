@@ -3,11 +3,11 @@
 
 #include "nas/service.h"
 
+#include "callback_output.h"
 #include "services.h"
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 
 namespace nasctl
@@ -23,36 +23,14 @@ struct Arguments {
     bool no_apply = false;
 };
 
-/* What the library says on standard output while it works is no result of the command. */
-class OutputToError
-{
-  public:
-    OutputToError()
-    {
-        fflush(stdout);
-        kept_ = dup(STDOUT_FILENO);
-        dup2(STDERR_FILENO, STDOUT_FILENO);
-    }
-    ~OutputToError()
-    {
-        fflush(stdout);
-        dup2(kept_, STDOUT_FILENO);
-        close(kept_);
-    }
-    OutputToError(const OutputToError &) = delete;
-    OutputToError &operator=(const OutputToError &) = delete;
-
-  private:
-    int kept_;
-};
-
 /* The "starting" mark keeps others from starting the service at the same time. */
 void run_callback(const ServiceControl &control, const char *mode)
 {
-    OutputToError output;
     set_service_starting(control.name, 1);
-    control.run(mode);
+    bool ended = run_with_output_to_error([&] { control.run(mode); });
     set_service_starting(control.name, 0);
+    if (!ended)
+        throw Failure(std::string(control.name) + ": its callback was interrupted");
 }
 
 /* A daemon that was just started needs a moment until it is in the process list. */
@@ -78,16 +56,26 @@ void print_state(const ServiceState &state)
     print_line(line);
 }
 
-/* Runs the service as its record says, or as `mode` says, and tells how it stands then. */
-void apply(const ServiceControl &control, const char *mode, bool should_run)
+/* Runs the service as its record says, or as `mode` says; how it stands then. */
+ServiceState run_service(const ServiceControl &control, const char *mode, bool should_run)
 {
     run_callback(control, mode);
-    ServiceState state = settled_state(control.name, should_run);
-    print_state(state);
+    return settled_state(control.name, should_run);
+}
+
+void check_state(const ServiceState &state, bool should_run)
+{
     if (should_run && state.running < state.needed)
         throw Failure(state.name + ": it does not run" + (state.obstacle.empty() ? "" : ": " + state.obstacle));
     if (!should_run && state.running > 0)
         throw Failure(state.name + ": it still runs");
+}
+
+void apply(const ServiceControl &control, const char *mode, bool should_run)
+{
+    ServiceState state = run_service(control, mode, should_run);
+    print_state(state);
+    check_state(state, should_run);
 }
 
 bool is_enabled(const ServiceControl &control)
@@ -126,6 +114,13 @@ void list_services()
     print_json(json);
 }
 
+std::string setting_text(const Json &value)
+{
+    if (value.is_boolean())
+        return yes_or_no(value.get<bool>());
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
 void show_service(const std::string &name)
 {
     Json record = service_control(name).show();
@@ -133,7 +128,7 @@ void show_service(const std::string &name)
         return print_json(record);
     std::vector<std::vector<std::string>> rows = {{"SETTING", "VALUE"}};
     for (const auto &[key, value] : record.items())
-        rows.push_back({key, value.is_boolean() ? yes_or_no(value.get<bool>()) : value.get<std::string>()});
+        rows.push_back({key, setting_text(value)});
     print_table(rows);
 }
 
@@ -174,6 +169,15 @@ void add_switch(CLI::App &service, const std::shared_ptr<Arguments> &arguments, 
 }
 
 } // namespace
+
+bool restart_if_enabled(const std::string &name)
+{
+    const ServiceControl *control = find_control(name);
+    if (control == nullptr || !is_enabled(*control))
+        return false;
+    check_state(run_service(*control, nullptr, true), true);
+    return true;
+}
 
 void add_service_commands(CLI::App &app)
 {

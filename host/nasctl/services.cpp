@@ -11,17 +11,10 @@ namespace
 {
 
 const ServiceControl *const controls[] = {
+    &ftp_control,
+    &samba_control,
     &media_control,
 };
-
-const ServiceControl *find_control(const std::string &name)
-{
-    for (const ServiceControl *control : controls) {
-        if (name == control->name)
-            return control;
-    }
-    return nullptr;
-}
 
 int count_processes(const char *process_name)
 {
@@ -35,6 +28,15 @@ int count_processes(const char *process_name)
 }
 
 } // namespace
+
+const ServiceControl *find_control(const std::string &name)
+{
+    for (const ServiceControl *control : controls) {
+        if (name == control->name)
+            return control;
+    }
+    return nullptr;
+}
 
 const NasServiceInfo &service_info(const std::string &name)
 {
@@ -54,6 +56,12 @@ const ServiceControl &service_control(const std::string &name)
     if (control == nullptr)
         throw Failure(name + ": not available in this version");
     return *control;
+}
+
+void refuse(const std::string &service, const std::string &key, const std::string &value, const std::string &problem)
+{
+    if (!problem.empty())
+        throw UsageError(service + ": " + key + " \"" + value + "\" is refused: " + problem);
 }
 
 /* The record's own flag is shown: the library counts a service without its disk as switched off. */

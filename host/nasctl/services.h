@@ -47,15 +47,27 @@ const NasServiceInfo &service_info(const std::string &name);
 /* Throws for an unknown service and for one that this version cannot change. */
 const ServiceControl &service_control(const std::string &name);
 
+/* Null for a service that this version cannot change. */
+const ServiceControl *find_control(const std::string &name);
+
+/* Runs a service that is switched on anew, so that it sees what changed; false when there is nothing to run. Throws
+ * when it does not run then. Defined in service_commands.cpp. */
+bool restart_if_enabled(const std::string &name);
+
 ServiceState service_state(const NasServiceInfo &info);
 std::vector<ServiceState> all_service_states();
+
+/* Throws a UsageError when `value` is refused for a problem: text of validate.h, empty for none. */
+void refuse(const std::string &service, const std::string &key, const std::string &value, const std::string &problem);
 
 /* The states as a table's rows with a heading, and as JSON. */
 std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states);
 Json service_json(const ServiceState &state);
 
-/* Defined in media.cpp. */
+/* Each is defined in its service's own file. */
+extern const ServiceControl ftp_control;
 extern const ServiceControl media_control;
+extern const ServiceControl samba_control;
 
 } // namespace nasctl
 

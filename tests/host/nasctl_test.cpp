@@ -33,7 +33,7 @@ class Nasctl : public testing::Test
   protected:
     void SetUp() override
     {
-        for (const char *key : {"media_conf", "media_hddname", "media_folder", "other"})
+        for (const char *key : {"media_conf", "media_hddname", "media_folder", "ftp_conf", "samba_conf", "other"})
             iconfig_remove_config_tag(key);
     }
 };
@@ -47,7 +47,8 @@ TEST_F(Nasctl, ListsAllServices)
     ASSERT_EQ(8U, services.size());
     EXPECT_EQ("ftp", services[0]["name"]);
     EXPECT_EQ(2, services[1]["needed"]);
-    EXPECT_EQ(false, services[0]["available"]);
+    EXPECT_EQ(true, services[0]["available"]);
+    EXPECT_EQ(false, services[2]["available"]);
     EXPECT_EQ("media", services[6]["name"]);
     EXPECT_EQ(true, services[6]["available"]);
     EXPECT_EQ(false, services[6]["enabled"]);
@@ -101,14 +102,87 @@ TEST_F(Nasctl, RefusesTextThatWouldBreakAFile)
     EXPECT_EQ(folder512.substr(1), stored("media_folder"));
 }
 
+TEST_F(Nasctl, ChangesTheFtpRecord)
+{
+    json record = json::parse(nasctl("--json service show ftp"));
+    EXPECT_EQ(json({{"enabled", false}, {"port", 21}, {"web-port", 9000}, {"charset", "UTF-8"}}), record);
+    nasctl("service set ftp --no-apply port=2121 web-port=0 charset=AUTO");
+    EXPECT_EQ(0, exit_status);
+    EXPECT_EQ("0,2121,0,AUTO,0", stored("ftp_conf"));
+    nasctl("service enable ftp --no-apply");
+    EXPECT_EQ("1,2121,0,AUTO,0", stored("ftp_conf"));
+    nasctl("service set ftp --no-apply charset=ISO-8859-1");
+    EXPECT_EQ("1,2121,0,ISO-8859-1,0", stored("ftp_conf"));
+    EXPECT_NE(std::string::npos, nasctl("service show ftp").find("\nport      2121\n"));
+}
+
+TEST_F(Nasctl, RefusesFtpSettings)
+{
+    for (const char *assignment :
+         {"port=65536", "port=-1", "port=21x", "port=", "port=' 21'", "port=0x15", "port=9000", "web-port=21",
+          "charset=", "charset=Klingon", "charset=a,b", "charset=UTF-8//IGNORE", "'charset=a\nb'", "colour=red"}) {
+        nasctl(std::string("service set ftp --no-apply ") + assignment);
+        EXPECT_EQ(2, exit_status) << assignment;
+    }
+    EXPECT_EQ("absent", stored("ftp_conf"));
+    nasctl("service set ftp --no-apply port=0 web-port=0");
+    EXPECT_EQ(0, exit_status) << "two ports that are not opened";
+    EXPECT_EQ("0,0,0,UTF-8,0", stored("ftp_conf"));
+}
+
+TEST_F(Nasctl, ChangesTheSambaRecord)
+{
+    json record = json::parse(nasctl("--json service show samba"));
+    EXPECT_EQ(json({{"enabled", false},
+                    {"name", "nalvex"},
+                    {"workgroup", "WORKGROUP"},
+                    {"recycle", false},
+                    {"smb1", false},
+                    {"smb2", true}}),
+              record);
+    nasctl("service set samba --no-apply name=Box-2 workgroup=HOME recycle=on smb1=on");
+    EXPECT_EQ(0, exit_status);
+    EXPECT_EQ("0,Box-2,HOME,0,1,1,1", stored("samba_conf"));
+    nasctl("service enable samba --no-apply");
+    nasctl("service set samba --no-apply smb2=off");
+    EXPECT_EQ("1,Box-2,HOME,0,1,1,0", stored("samba_conf"));
+    nasctl("service set samba --no-apply smb1=off");
+    EXPECT_EQ(2, exit_status) << "one protocol is left on";
+    EXPECT_EQ("1,Box-2,HOME,0,1,1,0", stored("samba_conf"));
+}
+
+TEST_F(Nasctl, RefusesSambaSettings)
+{
+    for (const char *assignment :
+         {"name=", "name=a,b", "name=a_b", "name=-a", "'name=a b'", "name=sixteencharacter",
+          "workgroup=", "workgroup=a.b", "workgroup=NALVEX", "recycle=1", "smb1=yes", "smb2=off", "colour=red"}) {
+        nasctl(std::string("service set samba --no-apply ") + assignment);
+        EXPECT_EQ(2, exit_status) << assignment;
+    }
+    EXPECT_EQ("absent", stored("samba_conf"));
+}
+
+TEST_F(Nasctl, GivesNoPortToTwoServices)
+{
+    nasctl("service enable samba --no-apply");
+    EXPECT_EQ("nasctl: ftp: port 445 belongs to samba\n", nasctl("service set ftp --no-apply web-port=445"));
+    EXPECT_EQ(1, exit_status);
+    nasctl("service disable samba --no-apply");
+    nasctl("service set ftp --no-apply web-port=445");
+    EXPECT_EQ(0, exit_status) << "it is switched off";
+    nasctl("service enable ftp --no-apply");
+    EXPECT_EQ("nasctl: samba: port 445 belongs to ftp\n", nasctl("service enable samba --no-apply"));
+    EXPECT_EQ('0', stored("samba_conf")[0]);
+}
+
 TEST_F(Nasctl, TellsAServiceItCannotRunFromOneThatIsNone)
 {
-    EXPECT_EQ("nasctl: ftp: not available in this version\n", nasctl("service enable ftp"));
+    EXPECT_EQ("nasctl: url: not available in this version\n", nasctl("service enable url"));
     EXPECT_EQ(1, exit_status);
     EXPECT_EQ(0U, nasctl("service stop nonsense").find("nasctl: there is no service \"nonsense\""));
     EXPECT_EQ(2, exit_status);
-    json error = json::parse(nasctl("--json service start samba"));
-    EXPECT_EQ("samba: not available in this version", error["error"]);
+    json error = json::parse(nasctl("--json service start torrent"));
+    EXPECT_EQ("torrent: not available in this version", error["error"]);
     EXPECT_EQ(1, exit_status);
     EXPECT_EQ(0U, nasctl("service start media").find("nasctl: media: it is switched off"));
     EXPECT_EQ(1, exit_status);

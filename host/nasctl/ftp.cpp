@@ -1,0 +1,95 @@
+#include "nas/ftp.h"
+
+#include "ports.h"
+#include "services.h"
+#include "text.h"
+#include "validate.h"
+
+namespace nasctl
+{
+namespace
+{
+
+FtpdConfig stored_config()
+{
+    FtpdConfig config = {};
+    get_ftpd_config(&config);
+    return config;
+}
+
+void set_port(int &port, const std::string &key, const std::string &value)
+{
+    std::optional<int> number = parse_port(value);
+    refuse("ftp", key, value, number ? "" : "a port is a number from 1 to 65535, or 0 for none");
+    port = *number;
+}
+
+void set_charset(FtpdConfig &config, const std::string &value)
+{
+    refuse("ftp", "charset", value, problem_with_charset(value, sizeof config.charset - 1));
+    nashost::copy_cut(config.charset, sizeof config.charset, value);
+}
+
+void check_ports(const FtpdConfig &config)
+{
+    if (config.port == config.web_port && config.port != 0)
+        throw UsageError("ftp: port and web-port are both " + std::to_string(config.port) + "; they must differ");
+    check_ports_are_free("ftp", {config.port, config.web_port});
+}
+
+Json show()
+{
+    FtpdConfig config = stored_config();
+    return {{"enabled", config.enable != 0},
+            {"port", config.port},
+            {"web-port", config.web_port},
+            {"charset", config.charset}};
+}
+
+void store(const FtpdConfig &config)
+{
+    set_ftpd_config(&config);
+    // The library does not say whether it could write, so what was written is looked at.
+    FtpdConfig stored = stored_config();
+    if (stored.enable != config.enable || stored.port != config.port || stored.web_port != config.web_port ||
+        std::string_view(stored.charset) != config.charset)
+        throw Failure("ftp: the record could not be stored");
+}
+
+void set(const Assignments &changes, bool)
+{
+    FtpdConfig config = stored_config();
+    for (const auto &[key, value] : changes) {
+        if (key == "port")
+            set_port(config.port, key, value);
+        else if (key == "web-port")
+            set_port(config.web_port, key, value);
+        else if (key == "charset")
+            set_charset(config, value);
+        else
+            throw UsageError("ftp: there is no setting \"" + key + "\" (settings: " + ftp_control.keys + ")");
+    }
+    check_ports(config);
+    store(config);
+}
+
+void enable(bool on)
+{
+    FtpdConfig config = stored_config();
+    if (on)
+        check_ports(config);
+    config.enable = on ? 1 : 0;
+    store(config);
+}
+
+/* It serves whatever disks there are, also none. */
+std::string obstacle()
+{
+    return stored_config().port == 0 ? "its port is 0" : "";
+}
+
+} // namespace
+
+const ServiceControl ftp_control = {"ftp", "port, web-port, charset", show, set, enable, obstacle, ftp_callback};
+
+} // namespace nasctl

@@ -1,0 +1,103 @@
+#include "nas/samba.h"
+
+#include "ports.h"
+#include "services.h"
+#include "text.h"
+#include "validate.h"
+
+#include <strings.h>
+
+namespace nasctl
+{
+namespace
+{
+
+/* Without a record the library leaves the protocols alone. */
+SambaConfig stored_config()
+{
+    SambaConfig config = {};
+    config.smb2 = 1;
+    get_samba_config(&config);
+    return config;
+}
+
+template <size_t size>
+void set_network_name(char (&field)[size], const std::string &key, const std::string &value)
+{
+    refuse("samba", key, value, problem_with_network_name(value));
+    nashost::copy_cut(field, size, value);
+}
+
+void set_flag(int &flag, const std::string &key, const std::string &value)
+{
+    refuse("samba", key, value, value == "on" || value == "off" ? "" : "it is on or off");
+    flag = value == "on" ? 1 : 0;
+}
+
+void set_one(SambaConfig &config, const std::string &key, const std::string &value)
+{
+    if (key == "name")
+        set_network_name(config.server_name, key, value);
+    else if (key == "workgroup")
+        set_network_name(config.workgroup, key, value);
+    else if (key == "recycle")
+        set_flag(config.recycle, key, value);
+    else if (key == "smb1")
+        set_flag(config.smb1, key, value);
+    else if (key == "smb2")
+        set_flag(config.smb2, key, value);
+    else
+        throw UsageError("samba: there is no setting \"" + key + "\" (settings: " + samba_control.keys + ")");
+}
+
+Json show()
+{
+    SambaConfig config = stored_config();
+    return {{"enabled", config.enabled != 0}, {"name", config.server_name}, {"workgroup", config.workgroup},
+            {"recycle", config.recycle != 0}, {"smb1", config.smb1 != 0},   {"smb2", config.smb2 != 0}};
+}
+
+void store(SambaConfig config)
+{
+    set_samba_config(&config);
+    // The library does not say whether it could write, so what was written is looked at.
+    SambaConfig stored = stored_config();
+    if (stored.enabled != config.enabled || stored.recycle != config.recycle || stored.smb1 != config.smb1 ||
+        stored.smb2 != config.smb2 || std::string_view(stored.server_name) != config.server_name ||
+        std::string_view(stored.workgroup) != config.workgroup)
+        throw Failure("samba: the record could not be stored");
+}
+
+void set(const Assignments &changes, bool)
+{
+    SambaConfig config = stored_config();
+    for (const auto &[key, value] : changes)
+        set_one(config, key, value);
+    if (config.smb1 == 0 && config.smb2 == 0)
+        throw UsageError("samba: smb1 and smb2 cannot both be off");
+    if (strcasecmp(config.server_name, config.workgroup) == 0)
+        throw UsageError("samba: name and workgroup must differ");
+    store(config);
+}
+
+void enable(bool on)
+{
+    SambaConfig config = stored_config();
+    if (on)
+        check_ports_are_free("samba", fixed_ports_of("samba"));
+    config.enabled = on ? 1 : 0;
+    store(config);
+}
+
+/* It serves whatever disks there are; without one it says so in a share. */
+std::string obstacle()
+{
+    return "";
+}
+
+} // namespace
+
+const ServiceControl samba_control = {
+    "samba", "name, workgroup, recycle, smb1, smb2", show, set, enable, obstacle, samba_callback};
+
+} // namespace nasctl
