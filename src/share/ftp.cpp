@@ -382,7 +382,7 @@ static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
 
 int configure_iptables_for_ftp(const FtpdConfig *config, const char *wan, const char *lan)
 {
-    // The chain is that of remote access, which needs these two ports whether or not the service is on.
+    // The chain is named after remote access, whose ports these are, too.
     return fill_nat_chain("kelsto", config->enable, {config->port, config->web_port}, wan, lan);
 }
 
