@@ -31,22 +31,22 @@ def connects(client, address):
 class Client:
     """A user's connection."""
 
-    def __init__(self, router, name, password, **options):
-        self.router = router
-        self.ftp = connect(router, name, password, **options)
+    def __init__(self, router, name, password, network="lan", **options):
+        self.network = lambda: router.network(network)
+        self.ftp = connect(router, name, password, network, **options)
 
     def list(self, place):
-        with self.router.network("lan"):
+        with self.network():
             return {name for name, _ in self.ftp.mlsd(place)} - {".", ".."}
 
     def get(self, path):
         content = io.BytesIO()
-        with self.router.network("lan"):
+        with self.network():
             self.ftp.retrbinary(f"RETR {path}", content.write)
         return content.getvalue()
 
     def put(self, path, content):
-        with self.router.network("lan"):
+        with self.network():
             self.ftp.storbinary(f"STOR {path}", io.BytesIO(content))
 
     def delete(self, path):

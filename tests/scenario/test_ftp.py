@@ -81,8 +81,7 @@ def ftp(router, two_disks):
     router.add_users("ftp", USERS)
     router.switch_on("ftp", charset="UTF-8")
     yield
-    router.switch_off("ftp")
-    router.remove_users("ftp")
+    router.leave("ftp")
 
 
 @pytest.fixture(scope="module")
@@ -274,7 +273,6 @@ def test_killed_it_is_started_again(router, ftp):
 
 
 def test_switched_off_it_is_closed_and_the_user_is_told(router, ftp):
-    router.switch_on("ftp")
     started = router.events()[-1]
 
     router.switch_off("ftp")

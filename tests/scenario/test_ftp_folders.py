@@ -29,8 +29,7 @@ def many_folders(router, tmp_path_factory):
         router.add_users("ftp", [*users, ("wide", "pass-wide", "rw", "Many")])
         router.switch_on("ftp", charset="UTF-8")
         yield
-        router.switch_off("ftp")
-        router.remove_users("ftp")
+        router.leave("ftp")
 
 
 def check_open(router, client, folder):

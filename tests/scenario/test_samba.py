@@ -85,8 +85,7 @@ def samba(router, two_disks):
     router.switch_on("samba", name="NALVEX", recycle="on", smb1="off", smb2="on")
     wait_until(lambda: Client(router, "anna", PASSWORDS["anna"]).shares(), 10, "shares are shown")
     yield
-    router.switch_off("samba")
-    router.remove_users("samba")
+    router.leave("samba")
 
 
 def client_of(router, user, **options):
@@ -245,23 +244,29 @@ def test_other_dialects_are_refused(router, samba, only):
     check_that_it_refuses(router, only)
 
 
-def test_the_oldest_dialect_is_spoken_when_switched_on(router, samba):
-    router.switch_on("samba", smb1="on")
-    check_that_it_serves(router, "NT1", "NT1")
-    check_that_it_serves(router, "SMB2", "SMB2")
-
-    router.switch_on("samba", smb2="off")
-    check_that_it_serves(router, "NT1", "NT1")
-    check_that_it_refuses(router, "SMB2")
+@pytest.fixture(scope="module")
+def other_settings(router, samba):
+    router.switch_on("samba", smb1="on", recycle="off")
 
 
-def test_without_a_recycle_bin_deleted_is_deleted(router, samba):
-    router.switch_on("samba", recycle="off", smb1="off", smb2="on")
+@pytest.mark.parametrize(("oldest", "newest"), [("NT1", "NT1"), ("SMB2", "SMB3")])
+def test_the_oldest_dialect_is_spoken_besides_when_switched_on(router, other_settings, oldest, newest):
+    check_that_it_serves(router, oldest, newest)
+
+
+def test_without_a_recycle_bin_deleted_is_deleted(router, other_settings):
     new_file(router.path("/tmp/mnt/Disk2/Docs"), "draft.txt", b"of no worth")
 
     client_of(router, "anna").run("Disk2", r"del Docs\draft.txt")
 
     assert list(router.path("/tmp/mnt/Disk2").rglob("draft.txt")) == []
+
+
+def test_the_oldest_dialect_is_spoken_alone(router, other_settings):
+    router.switch_on("samba", smb2="off")
+
+    check_that_it_serves(router, "NT1", "NT1")
+    check_that_it_refuses(router, "SMB2")
 
 
 def test_killed_it_is_started_again(router, samba):
@@ -277,7 +282,6 @@ def test_killed_it_is_started_again(router, samba):
 
 
 def test_switched_off_it_is_closed_and_the_user_is_told(router, samba):
-    router.switch_on("samba")
     started = router.events()[-1]
 
     router.switch_off("samba")

@@ -31,8 +31,7 @@ def many_folders(router, tmp_path_factory):
         router.switch_on("samba", name="NALVEX", recycle="off", smb1="off", smb2="on")
         wait_until(lambda: client_of(router, "last").shares(), 10, "shares are shown")
         yield
-        router.switch_off("samba")
-        router.remove_users("samba")
+        router.leave("samba")
 
 
 def client_of(router, user):
