@@ -1,5 +1,7 @@
 #include "nas/ftp.h"
 
+#include "platform/request.h"
+
 #include "ports.h"
 #include "services.h"
 #include "text.h"
@@ -56,9 +58,19 @@ void store(const FtpdConfig &config)
         throw Failure("ftp: the record could not be stored");
 }
 
+/* The callback closes the ports that it finds in the record: it does not know those of before. */
+void close_former_ports(const FtpdConfig &before, const FtpdConfig &now)
+{
+    for (int port : {before.port, before.web_port}) {
+        if (before.enable != 0 && port != 0 && port != now.port && port != now.web_port)
+            signal_start(("upnp:service,D,tcp," + std::to_string(port) + ",0,null").c_str());
+    }
+}
+
 void set(const Assignments &changes, bool)
 {
-    FtpdConfig config = stored_config();
+    const FtpdConfig before = stored_config();
+    FtpdConfig config = before;
     for (const auto &[key, value] : changes) {
         if (key == "port")
             set_port(config.port, key, value);
@@ -71,6 +83,7 @@ void set(const Assignments &changes, bool)
     }
     check_ports(config);
     store(config);
+    close_former_ports(before, config);
 }
 
 void enable(bool on)
