@@ -259,8 +259,6 @@ def test_a_client_with_another_charset_writes_the_same_names(router, ftp):
 
     assert file_on_disk(router, "/Disk1/Movies/한글 이름.txt").read_bytes() == b"Hangul"
     assert "한글 이름.txt" in Client(router, "anna", PASSWORDS["anna"], encoding="euc-kr").list("/Disk1/Movies")
-    router.switch_on("ftp", charset="UTF-8")
-    assert "한글 이름.txt" in Client(router, "anna", PASSWORDS["anna"]).list("/Disk1/Movies")
 
 
 def test_killed_it_is_started_again(router, ftp):

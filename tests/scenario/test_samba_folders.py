@@ -12,7 +12,7 @@ FOLDERS = {
     "last": "folder 200",
 }
 
-# The same, but the folder is made later.
+# The same. The daemon puts the user's name in the place of %U, so that everybody is shown a share of another name.
 PERCENT = "100%U"
 
 # Folders of nobody's own: no share can bear the second name.
@@ -21,7 +21,7 @@ OTHER_FOLDERS = ["folder 001", "[Alt] {neu}"]
 
 @pytest.fixture(scope="module")
 def many_folders(router, tmp_path_factory):
-    names = {f"folder {number:03}" for number in range(1, 201)} | {*FOLDERS.values(), *OTHER_FOLDERS}
+    names = {f"folder {number:03}" for number in range(1, 201)} | {*FOLDERS.values(), *OTHER_FOLDERS, PERCENT}
     users = [(name, f"pass-{name}", "rw", f"Many:{folder}") for name, folder in FOLDERS.items()]
     make = image_maker(router, tmp_path_factory.mktemp("many"))
     with plugger(router) as plug:
@@ -53,7 +53,7 @@ def transfer(router, client, share, folder, path=""):
 @pytest.mark.parametrize("user", FOLDERS)
 def test_the_own_folder_is_shown_and_open(router, many_folders, user):
     client = client_of(router, user)
-    assert client.shares() == {FOLDERS[user]}
+    assert client.shares() - {f"100{user}"} == {FOLDERS[user]}
     assert transfer(router, client, FOLDERS[user], FOLDERS[user])[0] == (True, True)
 
 
@@ -81,9 +81,4 @@ def test_what_no_share_can_be_named_after_is_none(router, many_folders):
 
 @pytest.mark.xfail(strict=True, raises=AssertionError, reason="the daemon puts the user's name in the place of %U")
 def test_a_folder_named_like_a_variable_is_open(router, many_folders):
-    folder = router.path(f"/tmp/mnt/Many/{PERCENT}")
-    folder.mkdir()
-    folder.chmod(0o777)
-    router.nasctl("service", "start", "samba")
-
-    assert transfer(router, client_of(router, "perc"), PERCENT, PERCENT)[0][1]
+    assert transfer(router, client_of(router, "perc"), PERCENT, PERCENT)[0] == (True, True)
