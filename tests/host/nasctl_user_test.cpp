@@ -7,7 +7,12 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <string>
+#include <vector>
 
 using nlohmann::json;
 
@@ -75,6 +80,51 @@ TEST_F(NasctlUser, PasswordCanComeFromStandardInput)
     EXPECT_EQ("nasctl: a password is missing: give --password, or a line on standard input\n",
               nasctl("user set -s rsync bert --ask-password"));
     EXPECT_EQ(2, exit_status);
+}
+
+namespace
+{
+
+/* What the command shows on a terminal where `answers` are typed, each when it has asked a question. */
+std::string on_terminal(std::vector<std::string> answers)
+{
+    int terminal = -1;
+    pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        execl(NASCTL, NASCTL, "user", "add", "-s", "rsync", "anna", nullptr);
+        _exit(127);
+    }
+    std::string shown;
+    char part[256];
+    for (ssize_t got; (got = read(terminal, part, sizeof part)) > 0;) {
+        shown.append(part, static_cast<size_t>(got));
+        if (answers.empty() || !shown.ends_with(": "))
+            continue;
+        EXPECT_LT(0, write(terminal, answers.front().data(), answers.front().size()));
+        answers.erase(answers.begin());
+    }
+    close(terminal);
+    int status = 0;
+    waitpid(child, &status, 0);
+    exit_status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return shown;
+}
+
+} // namespace
+
+TEST_F(NasctlUser, PasswordIsAskedForTwiceAndNotShown)
+{
+    EXPECT_EQ("Password: \r\nAgain: \r\nrsync: the user anna was added\r\n", on_terminal({"secret1\n", "secret1\n"}));
+    EXPECT_EQ(0, exit_status);
+    EXPECT_EQ("anna,secret1,1", stored("nas_user_rsync"));
+    iconfig_remove_config_tag("nas_user_rsync");
+    EXPECT_EQ("Password: \r\nAgain: \r\nnasctl: both passwords differ\r\n", on_terminal({"secret1\n", "secret2\n"}));
+    EXPECT_EQ(2, exit_status);
+    for (const char *break_off : {"secret1\x03", "\x04"}) {
+        EXPECT_EQ("Password: \r\nnasctl: no password was given\r\n", on_terminal({break_off}));
+        EXPECT_EQ(2, exit_status);
+    }
+    EXPECT_EQ("absent", stored("nas_user_rsync"));
 }
 
 TEST_F(NasctlUser, IsListedWithoutThePassword)
