@@ -4,6 +4,7 @@
 #include "platform/process.h"
 
 #include "event_log.h"
+#include "request_queue.h"
 #include "settings.h"
 #include "text.h"
 
@@ -22,17 +23,17 @@
 namespace
 {
 
-constexpr size_t request_limit = 1023;
+constexpr size_t message_limit = 1023;
 
-/* One datagram is one request, its text without the terminator (so the empty request is an empty datagram).
+/* One datagram is one message, its text without the terminator.
  * Whoever listens must take them at once: the kernel queues only a few (net.unix.max_dgram_qlen) and refuses the
- * next. A request that cannot be handed over whole is not handed over at all. */
-int send_request(const std::string &socket_path, const char *text)
+ * next. A message that cannot be handed over whole is not handed over at all. */
+int send_message(const std::string &socket_path, const char *text)
 {
-    size_t length = strnlen(text, request_limit + 1);
+    size_t length = strnlen(text, message_limit + 1);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    if (length > request_limit || socket_path.size() >= sizeof address.sun_path)
+    if (length > message_limit || socket_path.size() >= sizeof address.sun_path)
         return -1;
     nashost::copy_cut(address.sun_path, sizeof address.sun_path, socket_path);
 
@@ -81,14 +82,19 @@ Detail detail_of(const char *id)
 
 } // namespace
 
+/* The queue keeps the request; the empty datagram only wakes serviced. When it is not there, or has more to read than
+ * the kernel holds for it, nothing is lost: it looks into the queue when it starts and after each datagram. */
 int signal_nas(const char *request)
 {
-    return send_request(nashost::setting("serviced_socket"), request);
+    if (!nashost::add_request(request))
+        return -1;
+    send_message(nashost::setting("serviced_socket"), "");
+    return 0;
 }
 
 int signal_start(const char *message)
 {
-    return send_request(nashost::setting("upnp_socket"), message);
+    return send_message(nashost::setting("upnp_socket"), message);
 }
 
 int signal_update(void)

@@ -7,7 +7,8 @@ extern "C" {
 #endif
 
 /* Hands a request to `serviced`: a service name ("ftp"), an event ("mount:sda", "all", "cupsd",
- * "register_cloudbackup") or an empty text. Returns at once: 0, -1 when it could not be handed over. */
+ * "register_cloudbackup") or an empty text. It is kept until it is performed, also while `serviced` does not run;
+ * equal requests that wait become one. Returns at once: 0, -1 when it could not be kept. */
 int signal_nas(const char *request);
 
 /* Hands a message to the router's UPnP agent ("upnp:service,A,..." or "upnp:service,D,...").

@@ -40,6 +40,9 @@ void use_settings(const std::string &lines)
                                       "led_dir = " +
                                       f +
                                       "/led\n"
+                                      "run_dir = " +
+                                      f +
+                                      "/run\n"
                                       "serviced_socket = " +
                                       f +
                                       "/serviced.sock\n"

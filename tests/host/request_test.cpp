@@ -74,37 +74,55 @@ std::string wait_for(const std::string &path)
 
 } // namespace
 
-TEST(Request, IsHandedOverWhole)
-{
-    Listener serviced(host_test::folder() + "/serviced.sock"), agent(host_test::folder() + "/upnp.sock");
-    EXPECT_EQ(0, signal_nas("mount:sda"));
-    EXPECT_EQ(0, signal_nas(""));
-    EXPECT_EQ(0, signal_start("upnp:service,A,tcp,21,21,ns_ftp_21"));
-    EXPECT_EQ("mount:sda", serviced.take());
-    EXPECT_EQ("", serviced.take());
-    EXPECT_EQ("nothing", serviced.take());
-    EXPECT_EQ("upnp:service,A,tcp,21,21,ns_ftp_21", agent.take());
-    EXPECT_EQ(-1, signal_nas(std::string(1024, 'x').c_str()));
-    EXPECT_EQ("nothing", serviced.take());
-}
-
-TEST(Request, FailsWhenNobodyListens)
-{
-    EXPECT_EQ(-1, signal_nas("ftp"));
-    EXPECT_EQ(-1, signal_start("upnp:service,D,tcp,21,0,null"));
-    {
-        Listener gone(host_test::folder() + "/serviced.sock");
-    }
-    host_test::put_contents(host_test::folder() + "/serviced.sock", "no socket");
-    EXPECT_EQ(-1, signal_nas("ftp"));
-    std::filesystem::remove(host_test::folder() + "/serviced.sock");
-}
-
-TEST(Request, IsRefusedRatherThanWaitedFor)
+TEST(Request, ToServicedIsKeptAndWakesIt)
 {
     Listener serviced(host_test::folder() + "/serviced.sock");
+    EXPECT_EQ(0, signal_nas("mount:sda"));
+    EXPECT_EQ("", serviced.take());
+    EXPECT_EQ("nothing", serviced.take());
+    EXPECT_EQ(std::string("mount:sda\0", 10), host_test::contents(host_test::folder() + "/run/requests"));
+    std::filesystem::remove(host_test::folder() + "/run/requests");
+}
+
+TEST(Request, ToServicedIsKeptWhenItCannotBeWoken)
+{
+    EXPECT_EQ(0, signal_nas("ftp"));
+    host_test::put_contents(host_test::folder() + "/serviced.sock", "no socket");
+    EXPECT_EQ(0, signal_nas("samba"));
+    std::filesystem::remove(host_test::folder() + "/serviced.sock");
+    Listener deaf(host_test::folder() + "/serviced.sock");
+    for (int i = 0; i < 1000; i++)
+        EXPECT_EQ(0, signal_nas("media"));
+    EXPECT_EQ(std::string("ftp\0samba\0media\0", 16), host_test::contents(host_test::folder() + "/run/requests"));
+    std::filesystem::remove(host_test::folder() + "/run/requests");
+}
+
+TEST(Request, ToTheUpnpAgentIsHandedOverWhole)
+{
+    Listener agent(host_test::folder() + "/upnp.sock");
+    EXPECT_EQ(0, signal_start("upnp:service,A,tcp,21,21,ns_ftp_21"));
+    EXPECT_EQ("upnp:service,A,tcp,21,21,ns_ftp_21", agent.take());
+    EXPECT_EQ("nothing", agent.take());
+    EXPECT_EQ(-1, signal_start(std::string(1024, 'x').c_str()));
+    EXPECT_EQ("nothing", agent.take());
+}
+
+TEST(Request, ToTheUpnpAgentFailsWhenNobodyListens)
+{
+    EXPECT_EQ(-1, signal_start("upnp:service,D,tcp,21,0,null"));
+    {
+        Listener gone(host_test::folder() + "/upnp.sock");
+    }
+    host_test::put_contents(host_test::folder() + "/upnp.sock", "no socket");
+    EXPECT_EQ(-1, signal_start("upnp:service,D,tcp,21,0,null"));
+    std::filesystem::remove(host_test::folder() + "/upnp.sock");
+}
+
+TEST(Request, ToTheUpnpAgentIsRefusedRatherThanWaitedFor)
+{
+    Listener agent(host_test::folder() + "/upnp.sock");
     int sent = 0;
-    while (sent < 100000 && signal_nas("ftp") == 0)
+    while (sent < 100000 && signal_start("upnp:service,D,tcp,21,0,null") == 0)
         sent++;
     EXPECT_GT(sent, 0);
     EXPECT_LT(sent, 100000);
