@@ -1,0 +1,212 @@
+#include "supervisor.h"
+
+#include "request_queue.h"
+#include "settings.h"
+#include "text.h"
+#include "worker.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+namespace serviced
+{
+namespace
+{
+
+constexpr Milliseconds second = 1000;
+constexpr Milliseconds pause_after_failure = second;
+
+Milliseconds health_interval()
+{
+    return std::max(nashost::setting_number("health_seconds"), 1) * second;
+}
+
+sigset_t handled_signals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (int signal : {SIGTERM, SIGINT, SIGCHLD})
+        sigaddset(&signals, signal);
+    return signals;
+}
+
+/* In the child, between fork and exec. */
+[[noreturn]] void become_worker(pid_t serviced, const std::string &program)
+{
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // as long as it only waits: see work()
+    if (getppid() != serviced)
+        _exit(worker_done);
+    execl(program.c_str(), program.c_str(), nullptr);
+    syslog(LOG_ERR, "%s cannot be started: %s", program.c_str(), strerror(errno));
+    _exit(127);
+}
+
+void start_worker(Supervisor &supervisor)
+{
+    const std::string program = nashost::setting("worker_program");
+    const pid_t serviced = getpid();
+    const pid_t child = fork();
+    if (child == 0)
+        become_worker(serviced, program);
+    if (child > 0) {
+        supervisor.worker = child;
+        return;
+    }
+    syslog(LOG_ERR, "no process for a worker: %s", strerror(errno));
+    supervisor.worker_due = present_time() + pause_after_failure;
+}
+
+/* Asks for what is due, as anybody else would ask. */
+void ask_for_what_is_due(Supervisor &supervisor, Milliseconds now)
+{
+    for (const Appointment &appointment : read_schedule()) {
+        if (appointment.due <= now)
+            nashost::add_request(periodic_prefix + appointment.name);
+    }
+    if (supervisor.health_due <= now) {
+        nashost::add_request(health_request);
+        supervisor.health_due = now + health_interval();
+    }
+}
+
+/* Nothing is due while a worker is there: services that it has stopped would look as if they had died. */
+void start_what_is_due(Supervisor &supervisor)
+{
+    const Milliseconds now = present_time();
+    if (supervisor.worker != 0)
+        return;
+    ask_for_what_is_due(supervisor, now);
+    if (nashost::requests_wait() && supervisor.worker_due <= now)
+        start_worker(supervisor);
+}
+
+int poll_timeout(const Supervisor &supervisor)
+{
+    if (supervisor.worker != 0)
+        return -1;
+    const std::optional<Milliseconds> time =
+        sleep_time(supervisor, read_schedule(), nashost::requests_wait(), present_time());
+    return time ? static_cast<int>(std::min<Milliseconds>(*time, INT_MAX)) : -1;
+}
+
+void read_wake_ups(int fd)
+{
+    char text[1];
+    while (recv(fd, text, sizeof text, MSG_DONTWAIT) >= 0)
+        continue;
+}
+
+void reap(Supervisor &supervisor)
+{
+    int status = 0;
+    for (pid_t pid; (pid = waitpid(-1, &status, WNOHANG)) > 0;) {
+        if (pid == supervisor.worker)
+            note_worker_end(supervisor, status, present_time());
+    }
+}
+
+/* The signal that ends the loop; 0 when it goes on. */
+int read_signals(Supervisor &supervisor)
+{
+    signalfd_siginfo info;
+    while (read(supervisor.signals, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+        if (info.ssi_signo != SIGCHLD)
+            return static_cast<int>(info.ssi_signo);
+        reap(supervisor);
+    }
+    return 0;
+}
+
+} // namespace
+
+int open_wake_socket()
+{
+    const std::string path = nashost::setting("serviced_socket");
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        return -1;
+    nashost::copy_cut(address.sun_path, sizeof address.sun_path, path);
+    unlink(path.c_str()); // of one that was killed
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const mode_t mask = umask(0177);
+    const bool bound = fd >= 0 && bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    umask(mask);
+    if (bound)
+        return fd;
+    if (fd >= 0)
+        close(fd);
+    return -1;
+}
+
+void remove_wake_socket()
+{
+    unlink(nashost::setting("serviced_socket").c_str());
+}
+
+std::optional<Milliseconds> sleep_time(const Supervisor &supervisor, const Schedule &schedule, bool requests_wait,
+                                       Milliseconds now)
+{
+    if (supervisor.worker != 0)
+        return std::nullopt;
+    Milliseconds next = supervisor.health_due;
+    if (std::optional<Milliseconds> due = first_due(schedule))
+        next = std::min(next, *due);
+    if (requests_wait)
+        next = now;
+    return std::max<Milliseconds>(std::max(next, supervisor.worker_due) - now, 0);
+}
+
+/* Daemons that were just started need a moment until all their processes are there. */
+void note_worker_end(Supervisor &supervisor, int status, Milliseconds now)
+{
+    supervisor.worker = 0;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == worker_started_services) {
+        supervisor.health_due = now + health_interval();
+        return;
+    }
+    if (WIFEXITED(status) && WEXITSTATUS(status) == worker_done)
+        return;
+    supervisor.worker_due = now + pause_after_failure;
+    if (WIFSIGNALED(status))
+        syslog(LOG_ERR, "a worker was ended by signal %d", WTERMSIG(status));
+    else
+        syslog(LOG_ERR, "a worker failed with status %d", WEXITSTATUS(status));
+}
+
+int supervise(Supervisor &supervisor)
+{
+    const sigset_t handled = handled_signals();
+    sigprocmask(SIG_BLOCK, &handled, nullptr);
+    supervisor.signals = signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (supervisor.signals < 0)
+        return 1;
+    supervisor.health_due = present_time() + health_interval();
+    for (;;) {
+        start_what_is_due(supervisor);
+        pollfd sources[] = {{supervisor.signals, POLLIN, 0}, {supervisor.wake_socket, POLLIN, 0}};
+        poll(sources, std::size(sources), poll_timeout(supervisor));
+        read_wake_ups(supervisor.wake_socket);
+        if (const int signal = read_signals(supervisor); signal != 0) {
+            syslog(LOG_INFO, "ends on signal %d", signal);
+            return 0;
+        }
+    }
+}
+
+} // namespace serviced

@@ -1,0 +1,191 @@
+#include "worker.h"
+
+#include "device_name.h"
+#include "lock_file.h"
+#include "request_queue.h"
+#include "schedule.h"
+#include "services.h"
+#include "text.h"
+
+#include <sys/prctl.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace serviced
+{
+namespace
+{
+
+const Service *find_service(const std::string &name)
+{
+    for (const Service &service : services()) {
+        if (name == service.name)
+            return &service;
+    }
+    return nullptr;
+}
+
+const Periodic *find_periodic(const std::string &name)
+{
+    for (const Periodic &periodic : periodics()) {
+        if (name == periodic.name)
+            return &periodic;
+    }
+    return nullptr;
+}
+
+void run_service(const Service &service, const char *mode)
+{
+    mark_starting(service.name, true);
+    service.callback(mode);
+    mark_starting(service.name, false);
+}
+
+void run_all_services()
+{
+    for (const Service &service : services())
+        run_service(service, nullptr);
+    edit_schedule([](Schedule &schedule) {
+        for (const Periodic &periodic : periodics()) {
+            if (periodic.begins == Begins::with_the_services)
+                schedule_now(schedule, periodic.name, present_time());
+        }
+    });
+}
+
+void register_cloud_services()
+{
+    for (const Service &service : services()) {
+        if (service.registers)
+            service.callback("register");
+    }
+}
+
+void schedule_periodic(const char *name)
+{
+    if (find_periodic(name) != nullptr)
+        edit_schedule([=](Schedule &schedule) { schedule_now(schedule, name, present_time()); });
+}
+
+/* The library could not mount a volume anew whose driver in user space had died. */
+void follow_failed_remount()
+{
+    if (repair_volumes())
+        nashost::add_request(std::string(nashost::all_services_request));
+    schedule_periodic("fuse");
+}
+
+void run_periodic(const std::string &name)
+{
+    const Periodic *periodic = find_periodic(name);
+    PeriodicCallbackRecord record = {};
+    if (periodic != nullptr) {
+        edit_schedule([&](Schedule &schedule) { record = begin_call(schedule, name, present_time()); });
+        periodic->callback(&record);
+    }
+    edit_schedule([&](Schedule &schedule) { end_call(schedule, name, record, present_time()); });
+}
+
+/* The name goes unquoted into a command line: nothing but a disk's name may. */
+bool perform_mount(const std::string &disk)
+{
+    if (!nashost::is_disk_name(disk))
+        return false;
+    perform_event("add," + disk);
+    return true;
+}
+
+bool begins_with(const std::string &text, const char *prefix)
+{
+    return text.compare(0, strlen(prefix), prefix) == 0;
+}
+
+std::string visible(std::string text)
+{
+    std::replace_if(text.begin(), text.end(), nashost::is_control, '?');
+    return '"' + text + '"';
+}
+
+/* The worker that wrote this note ended in the middle of a start; nobody is starting anything now. */
+void clean_up_after(const std::string &unfinished)
+{
+    syslog(LOG_WARNING, "%s was not finished: its process ended early", visible(unfinished).c_str());
+    for (const Service &service : services())
+        mark_starting(service.name, false);
+}
+
+bool is_routine(const std::string &request)
+{
+    return request == health_request || begins_with(request, periodic_prefix);
+}
+
+int perform_and_log(const std::string &request)
+{
+    if (is_routine(request))
+        return perform_request(request);
+    syslog(LOG_INFO, "%s: begins", visible(request).c_str());
+    const Milliseconds begin = present_time();
+    const WorkerStatus status = perform_request(request);
+    syslog(LOG_INFO, "%s: done after %lld ms", visible(request).c_str(),
+           static_cast<long long>(present_time() - begin));
+    return status;
+}
+
+} // namespace
+
+bool is_service(const std::string &request)
+{
+    return find_service(request) != nullptr;
+}
+
+WorkerStatus perform_request(const std::string &request)
+{
+    constexpr char mount_prefix[] = "mount:";
+    if (const Service *service = find_service(request)) {
+        run_service(*service, nullptr);
+        return worker_started_services;
+    }
+    if (request == nashost::all_services_request) {
+        run_all_services();
+        return worker_started_services;
+    }
+    if (request == health_request)
+        check_health();
+    else if (request.empty())
+        follow_failed_remount();
+    else if (request == "cupsd")
+        schedule_periodic("lp");
+    else if (request == "register_cloudbackup")
+        register_cloud_services();
+    else if (begins_with(request, periodic_prefix))
+        run_periodic(request.substr(strlen(periodic_prefix)));
+    else if (!begins_with(request, mount_prefix) || !perform_mount(request.substr(strlen(mount_prefix))))
+        syslog(LOG_WARNING, "unknown request %s", visible(request).c_str());
+    return worker_done;
+}
+
+/* Its parent has arranged that a worker which only waits ends together with it: each serviced would leave one behind
+ * otherwise. One that works goes on, whatever becomes of its parent. */
+int work()
+{
+    nashost::LockFile lock;
+    if (!lock.take(nashost::worker_lock_path())) {
+        syslog(LOG_ERR, "%s cannot be locked", nashost::worker_lock_path().c_str());
+        return 1;
+    }
+    prctl(PR_SET_PDEATHSIG, 0);
+    if (const std::string unfinished = lock.note(); !unfinished.empty())
+        clean_up_after(unfinished);
+
+    const std::optional<std::string> request = nashost::take_request(is_service);
+    if (!request)
+        return worker_done;
+    lock.set_note(*request);
+    const int status = perform_and_log(*request);
+    lock.set_note("");
+    return status;
+}
+
+} // namespace serviced

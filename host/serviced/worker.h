@@ -1,0 +1,31 @@
+/* One request, performed by a process that is not named serviced. */
+#ifndef SERVICED_WORKER_H
+#define SERVICED_WORKER_H
+
+#include <string>
+
+namespace serviced
+{
+
+/* What a worker's exit status says. */
+enum WorkerStatus {
+    worker_done = 0,
+    worker_started_services = 10, /* daemons may still be on their way up */
+};
+
+/* Requests of serviced to its own workers. */
+constexpr char health_request[] = "health";
+constexpr char periodic_prefix[] = "periodic:";
+
+/* Is it one of the services of the tables? */
+bool is_service(const std::string &request);
+
+/* An unknown request is logged and does nothing. */
+WorkerStatus perform_request(const std::string &request);
+
+/* Waits until no other process runs callbacks or events, takes the first request of the queue and performs it. */
+int work();
+
+} // namespace serviced
+
+#endif

@@ -1,0 +1,497 @@
+#include "private_world.h"
+
+#include "lock_file.h"
+#include "platform/request.h"
+#include "processes.h"
+#include "request_queue.h"
+#include "schedule.h"
+#include "supervisor.h"
+#include "worker.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <sstream>
+
+namespace
+{
+
+using Lines = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+constexpr int patience_seconds = 60; // a slow machine under a sanitizer
+
+std::string journal_path()
+{
+    return private_world::folder() + "/journal";
+}
+
+Lines journal()
+{
+    Lines lines;
+    std::istringstream text(private_world::contents(journal_path()));
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+int count(const std::string &line)
+{
+    const Lines lines = journal();
+    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
+}
+
+template <typename Condition>
+bool wait_until(Condition condition)
+{
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(patience_seconds);
+    while (!condition()) {
+        if (Clock::now() > end)
+            return false;
+        usleep(5000);
+    }
+    return true;
+}
+
+bool wait_for(const std::string &line, int times = 1)
+{
+    return wait_until([&] { return count(line) >= times; });
+}
+
+void make_file(const char *name)
+{
+    private_world::put_contents(private_world::folder() + "/" + name, "x");
+}
+
+void remove_file(const char *name)
+{
+    std::filesystem::remove(private_world::folder() + "/" + name);
+}
+
+/* Everybody in this world that is called serviced. */
+std::vector<int> running()
+{
+    std::vector<int> found;
+    for (int pid : nashost::process_ids()) {
+        const auto state = nashost::process_state(pid);
+        if (state && !state->zombie && state->short_name == "serviced")
+            found.push_back(pid);
+    }
+    return found;
+}
+
+bool is_worker_there()
+{
+    for (int pid : nashost::process_ids()) {
+        const auto state = nashost::process_state(pid);
+        if (state && !state->zombie && state->short_name == "fake-worker")
+            return true;
+    }
+    return false;
+}
+
+void start()
+{
+    int status = -1;
+    const std::string output = private_world::output_of(SERVICED, &status);
+    EXPECT_EQ(0, status) << output;
+}
+
+void end_all(int signal)
+{
+    for (int pid : running())
+        kill(pid, signal);
+    EXPECT_TRUE(wait_until([] { return running().empty(); }));
+}
+
+/* No callback began before the one before had ended. */
+void expect_one_at_a_time()
+{
+    std::string open;
+    for (const std::string &line : journal()) {
+        if (line.rfind("begin ", 0) == 0) {
+            EXPECT_EQ("", open) << line;
+            open = line;
+        } else if (line.rfind("end ", 0) == 0) {
+            EXPECT_EQ("begin" + line.substr(3), open);
+            open.clear();
+        }
+    }
+}
+
+struct Serviced : testing::Test {
+    Serviced()
+    {
+        setenv("NAS_TEST_FOLDER", private_world::folder().c_str(), 1);
+        use_health(3600);
+        forget();
+    }
+    ~Serviced() override
+    {
+        remove_file("hold");
+        end_all(SIGTERM);
+        EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+        if (HasFailure())
+            ADD_FAILURE() << private_world::contents(journal_path()) << private_world::contents(log_path());
+        for (const char *name : {"crash", "many", "dead", "dead_volume"})
+            remove_file(name);
+        std::filesystem::remove_all(private_world::folder() + "/run");
+        std::filesystem::remove(log_path());
+    }
+    Serviced(const Serviced &) = delete;
+    Serviced &operator=(const Serviced &) = delete;
+
+    static std::string log_path()
+    {
+        return private_world::folder() + "/log";
+    }
+    static void use_health(int seconds)
+    {
+        private_world::use_settings("worker_program = " FAKE_WORKER "\nhealth_seconds = " + std::to_string(seconds) +
+                                    "\n");
+    }
+    static void forget()
+    {
+        std::filesystem::remove(journal_path());
+    }
+    /* A serviced that has run everything and waits. */
+    static void start_idle()
+    {
+        start();
+        EXPECT_TRUE(wait_for("end beta"));
+        EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+        forget();
+    }
+    /* One that runs alpha until "hold" is gone. */
+    static void start_busy()
+    {
+        start_idle();
+        make_file("hold");
+        EXPECT_EQ(0, signal_nas("alpha"));
+        EXPECT_TRUE(wait_for("begin alpha"));
+    }
+};
+
+} // namespace
+
+TEST_F(Serviced, RunsEveryServiceWhenItStarts)
+{
+    start();
+    EXPECT_TRUE(wait_for("end beta"));
+    EXPECT_EQ((Lines{"starting alpha", "begin alpha", "end alpha", "started alpha", "starting crash", "started crash",
+                     "begin beta", "end beta"}),
+              [] {
+                  wait_until([] { return !is_worker_there(); });
+                  Lines lines = journal();
+                  // crash comes last in the table, and writes nothing of its own
+                  std::stable_partition(lines.begin(), lines.end(), [](const std::string &line) {
+                      return line != "begin beta" && line != "end beta";
+                  });
+                  return lines;
+              }());
+}
+
+TEST_F(Serviced, PerformsWhatItIsAskedFor)
+{
+    start_idle();
+    const Clock::time_point begin = Clock::now();
+    EXPECT_EQ(0, signal_nas("alpha"));
+    EXPECT_TRUE(wait_for("started alpha"));
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(2)); // it was woken, not found by chance
+    EXPECT_EQ((Lines{"starting alpha", "begin alpha", "end alpha", "started alpha"}), journal());
+
+    forget();
+    EXPECT_EQ(0, signal_nas("register_cloudbackup"));
+    EXPECT_TRUE(wait_for("end alpha"));
+    EXPECT_EQ((Lines{"begin alpha register", "end alpha"}), journal());
+}
+
+TEST_F(Serviced, EqualRequestsMergeWhileOneRuns)
+{
+    start_busy();
+    for (int i = 0; i < 50; i++) {
+        EXPECT_EQ(0, signal_nas("alpha"));
+        EXPECT_EQ(0, signal_nas("beta"));
+    }
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("end beta"));
+    EXPECT_EQ(2, count("begin alpha"));
+    EXPECT_EQ(1, count("begin beta"));
+    expect_one_at_a_time();
+}
+
+TEST_F(Serviced, AllSwallowsSingleServicesThatWait)
+{
+    start_busy();
+    EXPECT_EQ(0, signal_nas("beta"));
+    EXPECT_EQ(0, signal_nas("all"));
+    EXPECT_EQ(0, signal_nas("alpha"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("end beta"));
+    usleep(200 * 1000);
+    EXPECT_EQ(2, count("begin alpha"));
+    EXPECT_EQ(1, count("begin beta"));
+}
+
+TEST_F(Serviced, IsNotBlockedByASlowCallback)
+{
+    start_busy();
+    const Clock::time_point begin = Clock::now();
+    end_all(SIGTERM);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_TRUE(is_worker_there());
+    EXPECT_FALSE(std::filesystem::exists(private_world::folder() + "/run/serviced.sock"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("started alpha")); // the worker goes on to its end
+}
+
+TEST_F(Serviced, AWaitingWorkerEndsWithIt)
+{
+    start_idle();
+    nashost::LockFile lock;
+    ASSERT_TRUE(lock.take(nashost::worker_lock_path()));
+    EXPECT_EQ(0, signal_nas("alpha"));
+    EXPECT_TRUE(wait_until(is_worker_there));
+    end_all(SIGTERM);
+    EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+    EXPECT_EQ(Lines(), journal());
+    lock.release();
+    start();
+    EXPECT_TRUE(wait_for("end beta")); // "all" has swallowed alpha
+    EXPECT_EQ(1, count("begin alpha"));
+}
+
+TEST_F(Serviced, LosesNothingWhenItIsKilledDuringARun)
+{
+    start_busy();
+    EXPECT_EQ(0, signal_nas("cupsd"));
+    end_all(SIGKILL);
+    EXPECT_EQ(0, signal_nas("mount:sda")); // nobody listens now
+    start();
+    EXPECT_TRUE(wait_until([] { return running().size() == 1; }));
+    usleep(300 * 1000);
+    EXPECT_EQ((Lines{"starting alpha", "begin alpha"}), journal()); // the old worker still runs, alone
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("end add,sda"));
+    EXPECT_TRUE(wait_for("end beta"));
+    expect_one_at_a_time();
+    EXPECT_EQ(2, count("end alpha"));
+}
+
+TEST_F(Serviced, AnEventThatStartsServicedAnewIsFinished)
+{
+    start_busy();
+    const std::vector<int> old = running();
+    EXPECT_EQ(0, signal_nas("mount:sdb"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("end add,sdb"));
+    EXPECT_TRUE(wait_for("end beta")); // of the new one
+    EXPECT_TRUE(wait_until([] { return running().size() == 1; }));
+    EXPECT_NE(old, running());
+    expect_one_at_a_time();
+}
+
+TEST_F(Serviced, OneOfManyStays)
+{
+    start_busy();
+    end_all(SIGKILL);
+    const std::string output =
+        private_world::output_of("for i in 1 2 3 4 5 6 7 8; do " SERVICED " & done; wait"); // all at the same time
+    EXPECT_EQ(1U, running().size()) << output;
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("end beta"));
+    EXPECT_EQ(2, count("begin alpha"));
+    expect_one_at_a_time();
+}
+
+TEST_F(Serviced, WaitsForOneThatIsAboutToEnd)
+{
+    start_idle();
+    const std::vector<int> old = running();
+    ASSERT_EQ(1U, old.size());
+    kill(old[0], SIGTERM);
+    start();
+    EXPECT_EQ(1U, running().size());
+    EXPECT_NE(old, running());
+    int status = -1;
+    private_world::output_of(SERVICED, &status); // a second one leaves, as if it had done its work
+    EXPECT_EQ(0, status);
+    EXPECT_EQ(1U, running().size());
+}
+
+TEST_F(Serviced, TakesTwoHundredRequestsAtOnce)
+{
+    make_file("many");
+    start_busy();
+    std::vector<pid_t> askers;
+    for (int i = 0; i < 200; i++) {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(signal_nas(("quiet" + std::to_string(i)).c_str()) == 0 ? 0 : 1);
+        askers.push_back(child);
+    }
+    for (pid_t asker : askers) {
+        int status = 0;
+        waitpid(asker, &status, 0);
+        EXPECT_EQ(0, WEXITSTATUS(status));
+    }
+    EXPECT_EQ(0, count("quiet"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("quiet", 200));
+    EXPECT_TRUE(wait_until([] { return !nashost::requests_wait() && !is_worker_there(); }));
+    EXPECT_EQ(200, count("quiet"));
+}
+
+TEST_F(Serviced, OutlivesACallbackThatCrashes)
+{
+    start_idle();
+    make_file("crash");
+    EXPECT_EQ(0, signal_nas("crash"));
+    EXPECT_TRUE(wait_for("starting crash"));
+    EXPECT_EQ(0, signal_nas("alpha"));
+    EXPECT_TRUE(wait_for("end alpha"));
+    const Lines lines = journal();
+    ASSERT_GE(lines.size(), 3U);
+    EXPECT_EQ((Lines{"starting crash", "started alpha", "started crash"}), Lines(lines.begin(), lines.begin() + 3));
+    EXPECT_EQ(1, count("starting crash")); // not tried again and again
+    EXPECT_NE(std::string::npos, private_world::contents(log_path()).find("\"crash\" was not finished"));
+}
+
+TEST_F(Serviced, RefusesADiskThatIsNone)
+{
+    start_idle();
+    for (const char *request :
+         {"mount:sda;reboot", "mount:", "mount:sda1", "mount:../sda", "mount:sdaa", "no such service"})
+        EXPECT_EQ(0, signal_nas(request));
+    EXPECT_EQ(0, signal_nas("alpha"));
+    EXPECT_TRUE(wait_for("started alpha"));
+    EXPECT_EQ((Lines{"starting alpha", "begin alpha", "end alpha", "started alpha"}), journal());
+    const std::string log = private_world::contents(log_path());
+    EXPECT_NE(std::string::npos, log.find("unknown request \"mount:sda;reboot\"")) << log;
+}
+
+TEST_F(Serviced, CallsPeriodicCallbacksAsTheyWish)
+{
+    start_idle();
+    EXPECT_EQ(0, signal_nas("cupsd")); // nothing: there is no callback for it
+    EXPECT_EQ(0, signal_nas(""));
+    const Clock::time_point begin = Clock::now();
+    EXPECT_TRUE(wait_for("tick 3"));
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1900));
+    EXPECT_TRUE(wait_until([] { return serviced::read_schedule().empty(); }));
+    usleep(1300 * 1000);
+    EXPECT_EQ((Lines{"tick 1", "tick 2", "tick 3"}), journal());
+}
+
+TEST_F(Serviced, StartsTheServicesAnewWhenAVolumeWasReplaced)
+{
+    start_idle();
+    make_file("dead_volume");
+    EXPECT_EQ(0, signal_nas(""));
+    EXPECT_TRUE(wait_for("end beta"));
+    EXPECT_TRUE(wait_for("tick 1"));
+}
+
+TEST_F(Serviced, KeepsPeriodicCallbacksOverARestart)
+{
+    start_idle();
+    EXPECT_EQ(0, signal_nas(""));
+    EXPECT_TRUE(wait_for("tick 1"));
+    end_all(SIGKILL);
+    start();
+    EXPECT_TRUE(wait_for("tick 3"));
+    EXPECT_EQ(1, count("tick 2"));
+}
+
+TEST_F(Serviced, LooksAfterTheServices)
+{
+    use_health(1);
+    start_idle();
+    EXPECT_TRUE(wait_for("health", 2));
+    EXPECT_EQ(0, count("begin beta"));
+    make_file("dead");
+    EXPECT_TRUE(wait_for("end beta"));
+}
+
+TEST_F(Serviced, DoesNotLookWhileACallbackRuns)
+{
+    use_health(1);
+    start_busy();
+    forget();
+    usleep(2500 * 1000);
+    EXPECT_EQ(0, count("health"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("health"));
+}
+
+TEST_F(Serviced, StaysInTheForegroundWhenTold)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        execl(SERVICED, "serviced", "--foreground", nullptr);
+        _exit(127);
+    }
+    EXPECT_TRUE(wait_for("end beta"));
+    EXPECT_EQ(std::vector<int>{child}, running());
+    kill(child, SIGTERM);
+    int status = 0;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+TEST_F(Serviced, SaysHowItIsCalled)
+{
+    int status = -1;
+    EXPECT_NE(std::string::npos, private_world::output_of(SERVICED " --help", &status).find("usage: serviced"));
+    EXPECT_EQ(0, status);
+    private_world::output_of(SERVICED " --nonsense", &status);
+    EXPECT_EQ(2, status);
+    EXPECT_TRUE(running().empty());
+}
+
+TEST_F(Serviced, TriesAgainWhenThereIsNoWorker)
+{
+    private_world::use_settings("worker_program = /no/such/program\nhealth_seconds = 3600\n");
+    start();
+    usleep(1500 * 1000);
+    const std::string log = private_world::contents(log_path());
+    EXPECT_GE(2, static_cast<int>(std::count(log.begin(), log.end(), '\n')) / 2) << log; // no more than one a second
+    use_health(3600);
+    EXPECT_TRUE(wait_for("end beta"));
+}
+
+TEST(SupervisorRules, SleepsUntilSomethingIsDue)
+{
+    serviced::Supervisor supervisor;
+    supervisor.health_due = 9000;
+    EXPECT_EQ(8000, serviced::sleep_time(supervisor, {}, false, 1000));
+    EXPECT_EQ(2000, serviced::sleep_time(supervisor, {{"fuse", 0, 10, 3000, 0}, {"lp", 0, 10, 4000, 0}}, false, 1000));
+    EXPECT_EQ(0, serviced::sleep_time(supervisor, {}, true, 1000));
+    EXPECT_EQ(0, serviced::sleep_time(supervisor, {}, false, 10000));
+    supervisor.worker_due = 1700;
+    EXPECT_EQ(700, serviced::sleep_time(supervisor, {}, true, 1000));
+    supervisor.worker = 42;
+    EXPECT_EQ(std::nullopt, serviced::sleep_time(supervisor, {}, true, 1000));
+}
+
+TEST(SupervisorRules, WaitsAfterAWorkerThatFailed)
+{
+    constexpr int exit_10 = 10 << 8, exit_127 = 127 << 8;
+    serviced::Supervisor supervisor;
+    supervisor.worker = 42;
+    serviced::note_worker_end(supervisor, 0, 5000);
+    EXPECT_EQ(0, supervisor.worker);
+    EXPECT_EQ(0, supervisor.worker_due);
+    serviced::note_worker_end(supervisor, exit_127, 5000);
+    EXPECT_EQ(6000, supervisor.worker_due);
+    serviced::note_worker_end(supervisor, SIGSEGV, 7000);
+    EXPECT_EQ(8000, supervisor.worker_due);
+    EXPECT_EQ(0, supervisor.health_due);
+    serviced::note_worker_end(supervisor, exit_10, 9000); // daemons need a moment before they are looked at
+    EXPECT_GT(supervisor.health_due, 9000);
+}
