@@ -1,0 +1,91 @@
+/* hotplug: the kernel's handler of device events, named in /proc/sys/kernel/hotplug. The event is in the environment
+ * (ACTION, DEVPATH, SEQNUM). */
+#include "nas/hotplug.h"
+#include "platform/device.h"
+
+#include "event_queue.h"
+#include "filter.h"
+#include "lock_file.h"
+#include "startup.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+std::string environment(const char *name)
+{
+    const char *value = getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+/* A worker that hangs on the disk which is gone must not keep it mounted for ever. */
+void keep_workers_out(nashost::LockFile &lock)
+{
+    constexpr int patience_milliseconds = 120 * 1000;
+    if (!lock.is_held() && !lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
+        syslog(LOG_WARNING, "a worker of serviced does not end; the event is handled in spite of it");
+}
+
+void handle(const hotplug::Event &event, nashost::LockFile &lock)
+{
+    syslog(LOG_INFO, "%s %s", event.action.c_str(), event.path.c_str());
+    // A disk that is added is mounted by serviced's worker, except for diagnosis.
+    if (hotplug::removes_volume(event) || check_diag_flag() != 0)
+        keep_workers_out(lock);
+    if (lock.is_held())
+        lock.set_note(event.action + " " + event.path);
+    setenv("ACTION", event.action.c_str(), 1);
+    setenv("DEVPATH", event.path.c_str(), 1);
+    hotplug_usb2(0, nullptr);
+    if (lock.is_held())
+        lock.set_note("");
+}
+
+void print_usage(FILE *to)
+{
+    fputs("usage: ACTION=add|remove DEVPATH=PATH hotplug [SUBSYSTEM]\n"
+          "Handles an event of a USB disk, a printer or a phone, as the kernel's handler. Other events are ignored.\n",
+          to);
+}
+
+/* The kernel gives its handler no open file; what is told while disks come and go belongs into serviced's log. */
+void set_up_output()
+{
+    const bool has_output = fcntl(STDERR_FILENO, F_GETFD) >= 0;
+    nashost::fill_standard_descriptors();
+    if (!has_output)
+        nashost::send_output_to_log();
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const std::string action = environment("ACTION"), path = environment("DEVPATH");
+    if (argc > 2 || (argc == 2 && argv[1][0] == '-') || action.empty() || path.empty()) {
+        const bool asked = argc == 2 && (std::string_view(argv[1]) == "-h" || std::string_view(argv[1]) == "--help");
+        print_usage(asked ? stdout : stderr);
+        return asked ? 0 : 2;
+    }
+    const std::optional<hotplug::Event> event = hotplug::accepted_event(action, path);
+    if (!event)
+        return 0;
+    set_up_output();
+    nashost::make_sure_of_path();
+    openlog("hotplug", LOG_PID | LOG_PERROR, LOG_DAEMON);
+    if (!hotplug::add_event({strtoull(environment("SEQNUM").c_str(), nullptr, 10), *event})) {
+        syslog(LOG_ERR, "the event %s of %s is lost: it cannot be stored", action.c_str(), path.c_str());
+        return 1;
+    }
+    // Held until no event waits: the partitions of a disk go one after the other, and nothing is to be started between.
+    nashost::LockFile lock;
+    hotplug::drain_events([&](const hotplug::Event &next) { handle(next, lock); });
+    return 0;
+}
