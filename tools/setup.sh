@@ -7,7 +7,7 @@ packages() {
     case $1 in
         build)
             echo g++ cmake ninja-build pkg-config libgtest-dev binutils iproute2 sqlite3 \
-                libsqlite3-dev libnl-3-dev libnl-route-3-dev libssl-dev libminiupnpc-dev libcli11-dev \
+                libsqlite3-dev libnl-3-dev libnl-route-3-dev libblkid-dev libssl-dev libminiupnpc-dev libcli11-dev \
                 nlohmann-json3-dev ;;
         router) # what the virtual router is built with; its daemons are unpacked apart and never installed
             echo gcc libc6-dev util-linux mount iproute2 procps psmisc e2fsprogs iptables kmod \
