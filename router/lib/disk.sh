@@ -41,8 +41,9 @@ command_plug() {
     forget_finished
     [ -n "$disk" ] || disk=$(free_disk)
     check_plug "$image" "$disk" "$folder"
+    [ -z "$folder" ] || name_folder "$image" "$folder"
     attach "$image" "$disk"
-    mount_disk "$disk" "$folder"
+    mount_disk "$disk"
 }
 
 # Pulled out while in use, and let go since
@@ -65,8 +66,9 @@ free_disk() {
 check_plug() {
     local image=$1 disk=$2 folder=$3
     [[ $disk =~ ^sd[a-p]$ ]] || usage "a disk is called sda to sdp, not '$disk'"
-    [[ $folder =~ ^([A-Za-z0-9_][A-Za-z0-9._-]{0,62})?$ ]] ||
-        usage "a folder is made of letters, digits, '.', '_' and '-', not '$folder'"
+    [[ $folder =~ ^([A-Za-z0-9_][A-Za-z0-9._-]{0,14})?$ ]] ||
+        usage "a folder is made of up to 15 letters, digits, '.', '_' and '-', not '$folder'"
+    in_router test -x /sbin/hotplug || die "nobody handles disks in this root: bring it up with --stage"
     [ ! -e "$STATE/disks/$disk" ] || die "$disk is plugged in already"
     need_free_image "$image"
     [ -z "$folder" ] || ! in_router test -e "/tmp/mnt/$folder" || die "the folder $folder is in use"
@@ -86,14 +88,34 @@ attach() {
         "$(($(stat -c %s "$image") / 1024))" <"$ROUTER/world/usb.sh" || die "making the device nodes of $disk failed"
 }
 
+# The events of the kernel have been handled when attach ends; serviced mounts the disk then.
 mount_disk() {
-    local disk=$1 folder=$2
-    [ -z "$folder" ] || in_router sh -c "echo '$folder' >/var/run/usbmount/${disk}1"
-    if ! in_router /sbin/usbmount "$disk"; then
+    local disk=$1
+    wait_for 600 is_handled "$disk" || warn "serviced does not mount $disk"
+    if [ -z "$(mount_point "$disk")" ]; then
         remove_disk "$disk"
-        die "$disk could not be mounted"
+        die "$disk could not be mounted; the router's /var/log/nas-serviced says why"
     fi
     echo "$disk $(mount_point "$disk")"
+}
+
+# Mounted, or given up: neither waits the request in the queue, nor does a worker perform it.
+# shellcheck disable=SC2016 # expanded by the inner shell
+is_handled() {
+    [ -n "$(mount_point "$1")" ] || in_router sh -c '
+        for look in 1 2 3; do
+            ! grep -qszx "mount:$1" /var/run/nas/requests && [ "$(cat /var/run/nas/worker.lock)" != "mount:$1" ] || exit 1
+            usleep 20000
+        done' sh "$1"
+}
+
+# A volume finds the folder again that it had: so it is told which one it shall have.
+name_folder() {
+    local uuid
+    uuid=$(blkid -p -o value -s UUID "$1") || die "$1 has no UUID to know it by: --folder cannot be used"
+    # shellcheck disable=SC2016 # expanded by the inner shell
+    in_router sh -c 'mkdir -p /etc/nas && touch /etc/nas/volumes && sed -i "/^$1 /d" /etc/nas/volumes &&
+        echo "$1 $2" >>/etc/nas/volumes' sh "$uuid" "$2"
 }
 
 # shellcheck disable=SC2016 # the program is awk's
@@ -112,7 +134,6 @@ command_unplug() {
 
 remove_disk() {
     local disk=$1 record=$STATE/disks/$1 loop image
-    in_router /sbin/usbumount "$disk"
     in_router sh -s detach "$disk" <"$ROUTER/world/usb.sh"
     nsenter --target "$(first_process world)" --mount --pid kill "$(record_field "$record" holder)"
     loop=$(record_field "$record" loop) image=$(record_field "$record" image)

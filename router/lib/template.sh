@@ -118,7 +118,7 @@ fill_tmp() {
     local root=$1 name
     mkdir -p "$root"/tmp/{mnt,webroot}
     chmod 1777 "$root/tmp"
-    for name in run/{cups,minidlna,nas,proftpd,readme,samba/private,usbmount} log/{cups,minidlna,samba} \
+    for name in run/{cups,minidlna,nas,proftpd,readme,samba/private} log/{cups,minidlna,samba} \
         cache/{cups,samba} spool/{cups/tmp,samba} lib/samba/private lock tmp; do
         mkdir -p "$root/tmp/var/$name"
     done
@@ -183,13 +183,15 @@ fill_bin() {
     ln -s /usr/sbin/minidlnad "$root/sbin/minidlna"
     for name in lighttpd lighttpd_kelsto; do ln -s /usr/sbin/lighttpd "$root/sbin/$name"; done
     for name in cupsd mount.exfat-fuse; do ln -s "/usr/sbin/$name" "$root/sbin/$name"; done
+    # the project's own, from the stage
+    for name in serviced hotplug usbmount usbumount; do ln -s "/usr/sbin/$name" "$root/sbin/$name"; done
     for name in transmission-daemon ntfs-3g; do ln -s "/usr/bin/$name" "$root/sbin/$name"; done
     for name in lpinfo lpadmin; do ln -s "/usr/sbin/$name" "$root/bin/$name"; done
     ln -s /usr/bin/lpstat "$root/bin/lpstat"
     # adapters take the place of what has their name
     rm -f "$root"/bin/{insmod,rmmod,blkid}
     cp -a --remove-destination "$ROUTER"/adapters/bin/. "$root/bin"
-    cp -a --remove-destination "$ROUTER"/adapters/sbin/. "$ROUTER"/root/sbin/. "$root/sbin"
+    cp -a --remove-destination "$ROUTER"/adapters/sbin/. "$root/sbin"
     chown -R root: "$root/bin" "$root/sbin"
 }
 

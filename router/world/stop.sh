@@ -24,6 +24,7 @@ signal_others() {
     for pid in $(others); do kill "-$1" "$pid" 2>/dev/null; done
 }
 
+kill -TERM 1 # serviced is not started anew
 signal_others TERM
 tries=20
 while [ -n "$(others)" ] && [ $tries -gt 0 ]; do

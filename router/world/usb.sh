@@ -1,5 +1,5 @@
 # shellcheck shell=sh
-# What a kernel does in the router when a USB disk comes or goes: device nodes, /proc/partitions, sysfs.
+# What a kernel does in the router when a USB disk comes or goes: device nodes, /proc/partitions, sysfs, and the events.
 # attach DISK MAJOR MINOR KILOBYTES | detach DISK. The whole image is one partition, DISK1.
 #
 # sda sits in the USB 2 port (bus 1), sdb in the USB 3 port (bus 2), the next ones in turn further down.
@@ -53,16 +53,30 @@ remove_partitions() {
     [ "$(wc -l </proc/partitions)" -gt 1 ] || echo >>/proc/partitions
 }
 
+# announce ADD_OR_REMOVE NAME: an event. The kernel starts its handler with a few variables and no open file, and does not
+# wait for it before the next one; we wait for all of them at the end.
+announce() {
+    number=$(($(cat /dev/.seqnum 2>/dev/null || echo 0) + 1))
+    echo $number >/dev/.seqnum
+    env -i HOME=/ PATH=/sbin:/bin:/usr/sbin:/usr/bin ACTION="$1" DEVPATH="${block#/sys}$2" SUBSYSTEM=block \
+        SEQNUM=$number /sbin/hotplug block <&- >&- 2>&- &
+}
+
 case $action in
 attach)
     make_nodes "$3" "$4"
     make_sys "$5"
     make_partitions "$5"
+    announce add ""
+    announce add "/${disk}1"
     ;;
 detach)
     remove_partitions
     rm -f "/sys/block/$disk" "/sys/bus/usb/devices/$device" "/sys/bus/usb/devices/$device:1.0"
     rm -rf "$sys"
-    rm -f "/dev/$disk" "/dev/${disk}1" "/var/run/usbmount/${disk}1"
+    rm -f "/dev/$disk" "/dev/${disk}1"
+    announce remove "/${disk}1"
+    announce remove ""
     ;;
 esac
+wait

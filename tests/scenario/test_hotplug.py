@@ -1,0 +1,165 @@
+"""Disks that come and go: the kernel's event, serviced, the mount, the services, and the way back."""
+
+import time
+
+import pytest
+
+from conftest import wait_until
+
+LOG = "/var/log/nas-serviced"
+
+
+@pytest.fixture
+def services(router):
+    """FTP and Samba for everybody, the media server with its folder on the disk Disk1."""
+    records = {
+        "ftp_conf": "1,21,9000,UTF-8,0,1",
+        "samba_conf": "1,ROUTER,HOME,0,0,0,1",
+        "media_conf": "1,Films,",
+        "media_hddname": "Disk1",
+        "media_folder": "Movies",
+    }
+    for key, value in records.items():
+        router.nasctl("config", "set", key, value)
+    settle(router)
+    yield
+    for key in ("ftp_conf", "samba_conf", "media_conf"):
+        router.nasctl("config", "set", key, "0" + records[key][1:])
+    router.execute("killall", "serviced")  # the next one runs every service, and stops these three
+    wait_until(lambda: not any(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), 30, "no daemon runs")
+    settle(router)
+
+
+def is_settled(router):
+    idle = "[ ! -s /var/run/nas/requests ] && [ ! -s /var/run/nas/worker.lock ] && [ ! -s /var/run/nas/events ]"
+    return router.execute("sh", "-c", idle, check=False).returncode == 0
+
+
+def settle(router):
+    """Until serviced has done what it was asked for, twice in a row: one request may be followed by another."""
+    for _ in range(2):
+        time.sleep(0.2)
+        wait_until(lambda: is_settled(router), 60, "serviced has nothing left to do")
+
+
+def mounts(router):
+    lines = [line.split() for line in router.read("/proc/mounts").splitlines()]
+    return {words[0]: words[1] for words in lines if words[0].startswith("/dev/sd")}
+
+
+def folders(router):
+    return router.execute("ls", "/tmp/mnt").stdout.split()
+
+
+def event_ids(router):
+    return [event["id"] for event in router.nasctl_json("events", "--last", 100000)]
+
+
+def serviced(router):
+    return router.execute("/bin/pidof", "serviced", check=False).stdout.split()
+
+
+def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_image):
+    image = make_image("ext4", "Disk1", {"Movies/note.txt": b"hello"})
+    first = serviced(router)
+    before = len(event_ids(router))
+    begin = time.monotonic()
+    assert router.plug(image, "sda") == ["sda", "/tmp/mnt/Disk1"]
+    wait_until(lambda: all(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), 15, "every daemon runs")
+    print(f"from the plug to the last daemon: {time.monotonic() - begin:.1f} s")
+    settle(router)
+    assert serviced(router) != first and len(serviced(router)) == 1
+    assert event_ids(router)[before:][:2] == ["@{126}", "@{127}"]
+
+    begin = time.monotonic()
+    router.unplug("sda")
+    print(f"from the pull to the last event: {time.monotonic() - begin:.1f} s")
+    assert mounts(router) == {} and folders(router) == []
+    assert [event for event in event_ids(router)[before:] if event in ("@{128}", "@{129}")] == ["@{129}", "@{128}"]
+    settle(router)
+    assert router.runs("proftpd") and router.runs("smbd")
+    assert not router.runs("minidlna")
+    assert event_ids(router)[-1] == "@{105}"  # the media server misses its disk
+    assert len(serviced(router)) == 1
+
+
+@pytest.mark.parametrize("filesystem", ["exfat", "ntfs"])
+def test_a_volume_whose_driver_is_killed_comes_back(router, services, make_image, plugged, filesystem):
+    driver = {"exfat": "mount.exfat-fuse", "ntfs": "ntfs-3g"}[filesystem]
+    plugged(make_image(filesystem, "Disk1", {"Movies/note.txt": b"hello"}), "sda")
+    wait_until(lambda: router.runs("minidlna"), 15, "the media server runs and keeps the volume busy")
+    settle(router)
+    router.execute("killall", "-9", driver)
+    note = "/tmp/mnt/Disk1/Movies/note.txt"
+    assert router.execute("cat", note, check=False).returncode != 0
+    wait_until(lambda: router.execute("cat", note, check=False).stdout == "hello", 30, "the volume is there again")
+    settle(router)
+    assert router.runs("minidlna")
+
+
+def test_a_service_that_dies_is_started_again(router, services):
+    router.execute("sh", "-c", "killall smbd; killall -9 smbd", check=False)
+    assert not router.runs("smbd")
+    wait_until(lambda: router.runs("smbd"), 20, "smbd runs again")
+
+
+def test_serviced_that_is_killed_comes_back(router):
+    settle(router)
+    old = serviced(router)
+    router.execute("killall", "-9", "serviced")
+    wait_until(lambda: serviced(router) and serviced(router) != old, 5, "init has started another")
+    settle(router)
+    assert len(serviced(router)) == 1
+
+
+def test_a_disk_in_use_is_let_go(router, make_image):
+    router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}), "sda")
+    settle(router)
+    router.execute("sh", "-c", "cd /mnt/Disk1 && sleep 600 >/dev/null 2>&1 </dev/null &")
+    router.unplug("sda")
+    assert mounts(router) == {} and folders(router) == []
+    assert "/tmp/mnt/Disk1 is in use by sleep (" in router.read(LOG)
+    router.execute("killall", "sleep")
+
+
+def test_a_disk_without_a_file_system_leaves_nothing(router, tmp_path):
+    image = tmp_path / "empty.img"
+    image.write_bytes(bytes(1 << 20))
+    failed = router.vr("plug", image, "--disk", "sda", check=False)
+    assert failed.returncode == 1 and "sda could not be mounted" in failed.stderr
+    assert "sda1 is not mounted: no file system is found on it" in router.read(LOG)
+    assert folders(router) == []
+
+
+def test_two_disks_of_one_label_and_their_return(router, make_image, tmp_path):
+    first = make_image("ext4", "Disk1", {"a": b"first"})
+    first = first.rename(tmp_path / "first.img")
+    second = make_image("ext4", "Disk1", {"a": b"second"})
+    router.plug(first, "sda")
+    assert router.plug(second, "sdb") == ["sdb", "/tmp/mnt/Disk1_2"]
+    router.unplug("sda")
+    assert folders(router) == ["Disk1_2"]
+    assert router.plug(first, "sda") == ["sda", "/tmp/mnt/Disk1"]
+    router.unplug("sdb")
+    router.unplug("sda")
+    assert folders(router) == []
+
+
+def test_hundreds_of_events_are_handled_once_each(router):
+    settle(router)
+    storm = """
+        : > /var/log/nas-serviced
+        n=0
+        while [ $n -lt 200 ]; do
+            n=$((n + 1))
+            for event in add:sdq change:sda add:loop0; do
+                ACTION=${event%:*} DEVPATH=/devices/x/block/${event#*:} SEQNUM=$((5000 + n)) /sbin/hotplug block <&- >&- 2>&- &
+            done
+        done
+        wait
+        grep -c ': add /devices/x/block/sdq$' /var/log/nas-serviced
+        ! grep -E 'sda|loop0' /var/log/nas-serviced
+    """
+    assert router.execute("sh", "-c", storm).stdout.split()[0] == "200"
+    settle(router)
+    assert folders(router) == []
