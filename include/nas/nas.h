@@ -13,6 +13,7 @@
 #include "nas/mount.h"
 #include "nas/partition.h"
 #include "nas/printer.h"
+#include "nas/registration.h"
 #include "nas/samba.h"
 #include "nas/service.h"
 #include "nas/tethering.h"
