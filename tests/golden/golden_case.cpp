@@ -207,11 +207,24 @@ struct Setup {
             host.network.hwaddr["eth1"] = rest;
         else if (word == "product")
             host.device.product = unescape(rest);
+        else if (word == "gateway")
+            host.network.gateway["br-lan"] = rest;
+        else if (word == "local-gateway")
+            host.network.gateway_is_local = true;
         else if (word == "factory")
             host.device.factory_test_mode = true;
         else
             return false;
         return true;
+    }
+
+    // "HOST CREDENTIAL"
+    void put_ddns(std::string_view rest)
+    {
+        DdnsConfig account = {};
+        next_word(rest).copy(account.host_name, sizeof account.host_name - 1);
+        rest.copy(account.credential, sizeof account.credential - 1);
+        host.device.ddns["kelsto_router"] = {account};
     }
 
     void apply(std::string_view line)
@@ -222,6 +235,13 @@ struct Setup {
             golden.function = next_word(rest);
             if (!rest.empty())
                 golden.mode = std::string(rest);
+        } else if (word == "origin") {
+            golden.origin = std::string(rest);
+        } else if (word == "ddns") {
+            put_ddns(rest);
+        } else if (word == "neighbour") {
+            const std::string address = next_word(rest);
+            host.network.neighbour[address] = rest;
         } else if (word == "config") {
             set_value(host.config, rest);
         } else if (word == "status") {

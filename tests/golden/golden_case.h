@@ -24,8 +24,9 @@ struct GoldenState {
 
 struct GoldenCase {
     std::string function;
-    std::optional<std::string> mode; // none: null
-    std::string complaint;           // what is wrong with the case itself
+    std::optional<std::string> mode;   // none: null
+    std::optional<std::string> origin; // none: null
+    std::string complaint;             // what is wrong with the case itself
 };
 
 // The cases' folders, "media/first_start", ordered. The golden folder is opened here, before anything covers it.

@@ -1,10 +1,12 @@
 // Runs every golden case. NAS_UPDATE_GOLDEN=1 rewrites the expectations instead and says so.
 #include "golden/golden_case.h"
 
+#include "nas/cloud.h"
 #include "nas/exposure.h"
 #include "nas/ftp.h"
 #include "nas/media.h"
 #include "nas/samba.h"
+#include "nas/web.h"
 
 #include <gtest/gtest.h>
 
@@ -20,17 +22,27 @@ namespace
 using nas_test::GoldenCase;
 using nas_test::GoldenState;
 
-using Callback = int (*)(const char *mode);
+using Callback = int (*)(const char *mode, const char *origin);
+
+// Most have no origin.
+template <int (*function)(const char *mode)>
+int without_origin(const char *mode, const char *)
+{
+    return function(mode);
+}
 
 Callback find_callback(const std::string &name)
 {
     static const std::map<std::string, Callback> callbacks = {
-        {"ftp_callback", ftp_callback},
-        {"media_callback", media_callback},
-        {"samba_callback", samba_callback},
-        {"configure_iptables_for_nas", [](const char *) { return configure_iptables_for_nas(); }},
-        {"prepare_kelsto_server", [](const char *) { return prepare_kelsto_server(); }},
-        {"sweep_kelsto_server", [](const char *) { return sweep_kelsto_server(); }},
+        {"ftp_callback", without_origin<ftp_callback>},
+        {"lighttpd_callback", lighttpd_callback},
+        {"media_callback", without_origin<media_callback>},
+        {"nalvexcloud_callback", without_origin<nalvexcloud_callback>},
+        {"rsync_callback", without_origin<rsync_callback>},
+        {"samba_callback", without_origin<samba_callback>},
+        {"configure_iptables_for_nas", [](const char *, const char *) { return configure_iptables_for_nas(); }},
+        {"prepare_kelsto_server", [](const char *, const char *) { return prepare_kelsto_server(); }},
+        {"sweep_kelsto_server", [](const char *, const char *) { return sweep_kelsto_server(); }},
     };
     const auto found = callbacks.find(name);
     return found == callbacks.end() ? nullptr : found->second;
@@ -61,7 +73,8 @@ TEST_P(Golden, Case)
     ASSERT_EQ(golden.complaint, "");
     const Callback callback = find_callback(golden.function);
     ASSERT_NE(callback, nullptr) << "no callback is named \"" << golden.function << "\"";
-    const int result = host.call(callback, golden.mode ? golden.mode->c_str() : nullptr);
+    const int result = host.call(callback, golden.mode ? golden.mode->c_str() : nullptr,
+                                 golden.origin ? golden.origin->c_str() : nullptr);
     const GoldenState actual = {host.transcript() + "result " + std::to_string(result) + "\n", nas_test::list_tree(),
                                 nas_test::read_tree_files()};
     if (updates()) {

@@ -67,8 +67,12 @@ int ddnsapi_read_config_by_service_type(int index, const char *type, DdnsConfig 
     return 1;
 }
 
-int encode_crypt(const char *input, unsigned char *output, int capacity, int, int, int length)
+int encode_crypt(const char *input, unsigned char *output, int capacity, int option1, int option2, int length)
 {
+    if (host().device.cipher) {
+        const HostsOwnDoing mine;
+        return host().device.cipher(input, output, capacity, option1, option2, length);
+    }
     const int produced = std::min(capacity, length);
     for (int i = 0; i < produced; ++i)
         output[i] = static_cast<unsigned char>(~static_cast<unsigned char>(input[i]));

@@ -133,6 +133,8 @@ unsigned nas_test_sleep(unsigned seconds) SYMBOL("sleep");
 int nas_test_kill(pid_t pid, int signal) SYMBOL("kill");
 int nas_test_sethostname(const char *name, std::size_t length) SYMBOL("sethostname");
 std::time_t nas_test_time(std::time_t *result) SYMBOL("time");
+int nas_test_rand(void) SYMBOL("rand");
+void nas_test_srand(unsigned seed) SYMBOL("srand");
 void nas_test_syslog(int priority, const char *format, ...) SYMBOL("syslog") __attribute__((format(printf, 2, 3)));
 void nas_test_sync(void) SYMBOL("sync");
 std::FILE *nas_test_fopen(const char *path, const char *mode) SYMBOL("fopen");
@@ -234,6 +236,21 @@ std::time_t nas_test_time(std::time_t *result)
     if (result != nullptr)
         *result = now;
     return now;
+}
+
+// The same numbers with every C library: the seed, the seed and one, ...
+int nas_test_rand(void)
+{
+    RecordingHost *host = acting();
+    return host == nullptr ? real(nas_test_rand, "rand")() : static_cast<int>(host->random++ & 0x7fffffffU);
+}
+
+void nas_test_srand(unsigned seed)
+{
+    RecordingHost *host = acting();
+    if (host == nullptr)
+        return real(nas_test_srand, "srand")(seed);
+    host->random = seed;
 }
 
 void nas_test_syslog(int priority, const char *format, ...)

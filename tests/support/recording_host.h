@@ -100,6 +100,8 @@ struct DeviceFacts {
     std::set<std::string> modules;
     std::optional<LedSilentControl> silent_leds;
     std::map<std::string, std::vector<DdnsConfig>> ddns; // per service type
+    std::function<int(const char *input, unsigned char *output, int capacity, int option1, int option2, int length)>
+        cipher; // without one: every bit is turned over
 };
 
 class RecordingHost
@@ -142,6 +144,7 @@ class RecordingHost
     NetworkFacts network;
     DeviceFacts device;
     std::time_t now = 1'000'000'000;
+    unsigned random = 0;         // the library's srand sets it, its rand counts on from it
     int request_result = 0;      // of signal_nas
     bool passes_files_on = true; // false: writes to the file system are recorded, not done
 

@@ -312,6 +312,32 @@ TEST_F(Recording, RequestsAndTheLog)
                                  "sethostname router\n");
 }
 
+TEST_F(Recording, RandomNumbersCountOnFromTheSeed)
+{
+    act(host, [] {
+        std::srand(7);
+        EXPECT_EQ(std::rand(), 7);
+        EXPECT_EQ(std::rand(), 8);
+        std::srand(0x7fffffffU);
+        EXPECT_EQ(std::rand(), 0x7fffffff);
+        EXPECT_EQ(std::rand(), 0);
+    });
+    EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Recording, CipherTurnsBitsOverUnlessAnotherIsGiven)
+{
+    unsigned char output[4] = {1, 1, 1, 1};
+    act(host, [&output] { EXPECT_EQ(encode_crypt("A\x0f", output, 3, 10, 0, 2), 2); });
+    EXPECT_EQ(output[0], 0xbe);
+    EXPECT_EQ(output[1], 0xf0);
+    EXPECT_EQ(output[2], 1);
+    host.device.cipher = [](const char *input, unsigned char *, int capacity, int option1, int option2, int length) {
+        return input[0] + capacity + option1 + option2 + length;
+    };
+    act(host, [&output] { EXPECT_EQ(encode_crypt("\x01", output, 20, 300, 4000, 50000), 54321); });
+}
+
 TEST_F(Recording, OutputOfACommand)
 {
     host.on_command("ls", {4}, "a\nb\n");
