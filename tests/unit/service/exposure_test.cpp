@@ -75,6 +75,21 @@ TEST_F(Exposure, RelayWalksTheTableAndSkipsServicesWithoutPorts)
                                             "upnp upnp:service,A,tcp,8080,8080,ns_ftp_8080\n");
 }
 
+TEST_F(Exposure, RelayAnnouncesTheRemoteServicesInOrderOfTheTable)
+{
+    host.set_config("nalvexcloud_conf", "1,2873,Disk1"); // no disk is needed
+    host.set_config("rsync_conf", "1,1873,Disk1");
+    host.set_config("url_conf", "1,8000,0");
+    EXPECT_EQ(relay("1,2121,8080,UTF-8,0"), "upnp upnp:service,A,tcp,2121,2121,ns_ftp_2121\n"
+                                            "upnp upnp:service,A,tcp,8080,8080,ns_ftp_8080\n"
+                                            "upnp upnp:service,A,tcp,8000,8000,ns_url_8000\n"
+                                            "upnp upnp:service,A,tcp,1873,1873,ns_rsync_1873\n"
+                                            "upnp upnp:service,A,tcp,2873,2873,ns_nalvexcloud_2873\n");
+    host.set_config("rsync_conf", "1,0,Disk1");
+    host.set_config("url_conf", "0,8000,0");
+    EXPECT_EQ(relay("0,2121,8080,UTF-8,0"), "upnp upnp:service,A,tcp,2873,2873,ns_nalvexcloud_2873\n");
+}
+
 TEST_F(Exposure, RelayNeedsNoAddress)
 {
     host.network.wan_ip.clear();
@@ -98,9 +113,22 @@ TEST_F(Exposure, BothChainsAreFilledForTheFirstWanAndTheBridge)
               "run /sbin/iptables -t nat -F router_url -> 0\n");
 }
 
+TEST_F(Exposure, WebFileServicesChainIsFilledFromItsRecord)
+{
+    set_up_network();
+    host.set_config("ftp_conf", "0,2121,8443,UTF-8,0");
+    host.set_config("url_conf", "1,8443,0");
+    EXPECT_EQ(host.call(configure_iptables_for_nas), 0);
+    EXPECT_EQ(host.transcript(), "run /sbin/iptables -t nat -F router_kelsto -> 0\n"
+                                 "run /sbin/iptables -t nat -F router_url -> 0\n"
+                                 "run /sbin/iptables -t nat -A router_url -d 203.0.113.7 -p tcp --dport 8443 -j DNAT "
+                                 "--to-destination 192.168.1.1 -> 0\n");
+}
+
 TEST_F(Exposure, ChainsStayEmptyWithoutWanAddress)
 {
     set_up_network();
+    host.set_config("url_conf", "1,8443,0");
     host.network.wan_ip.erase("wan1");
     host.set_config("ftp_conf", "1,2121,8080,UTF-8,0");
     EXPECT_EQ(host.call(configure_iptables_for_nas), 0);
@@ -173,14 +201,20 @@ TEST_F(Exposure, RunningServersAreLeftAlone)
                                  "list lighttpd_kelsto -> 1\n");
 }
 
-TEST_F(Exposure, MissingWebServerAloneIsReported)
+TEST_F(Exposure, MissingWebServerAloneIsStarted)
 {
+    host.set_config("ftp_conf", "0,21,9090,UTF-8,0");
+    host.set_config("url_conf", "1,8080,0");
     host.add_process({"proftpd:"});
     host.add_process({"lighttpd"});
     EXPECT_EQ(host.call(prepare_kelsto_server), 1);
-    EXPECT_EQ(host.transcript(), "list proftpd -> 1\n"
-                                 "list lighttpd_kelsto -> 0\n"
-                                 "stderr: Forced launch lighttpd_kelst...\n");
+    EXPECT_EQ(host.lines()[0], "list proftpd -> 1");
+    EXPECT_EQ(host.lines()[1], "list lighttpd_kelsto -> 0");
+    EXPECT_EQ(host.lines()[2], "stderr: Forced launch lighttpd_kelst...");
+    EXPECT_EQ(host.lines().back(), "run /sbin/lighttpd_kelsto -f /etc/lighttpd.conf.9090 -m /usr/lib -> 0");
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd -f"), 0);
+    EXPECT_EQ(host.count_lines("upnp upnp:service,A"), 0);
+    EXPECT_EQ(host.count_lines("log "), 0);
 }
 
 TEST_F(Exposure, MissingFtpDaemonIsStartedQuietly)
@@ -215,6 +249,42 @@ TEST_F(Exposure, ServersThatNobodyUsesAreSwept)
                                  "run /sbin/iptables -t nat -F router_kelsto -> 0\n"
                                  "request register_cloudbackup\n");
     EXPECT_TRUE(host.processes.empty());
+}
+
+TEST_F(Exposure, WebServerOfTheRemoteAccessPortIsSweptByItsPidFile)
+{
+    const std::pair<const char *, const char *> files[] = {{"1234\n", "run kill 1234 -> 0\n"},
+                                                           {"1234", "run kill 1234 -> 0\n"},
+                                                           {"1234 5\n", "run kill 1234 -> 0\n"},
+                                                           {"0\n", ""},
+                                                           {"-1\n", ""},
+                                                           {"", ""},
+                                                           {"\n", ""},
+                                                           {"none\n", ""}};
+    host.set_config("ftp_conf", "1,21,9090,UTF-8,0");
+    sandbox.put_file("/var/run/lighttpd.pid", "1\n");
+    sandbox.put_file("/var/run/lighttpd.pid.9000", "2\n");
+    for (const auto &[text, killed] : files) {
+        sandbox.put_file("/var/run/lighttpd.pid.9090", text);
+        host.forget();
+        EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+        EXPECT_EQ(host.transcript(), std::string("run killall proftpd -> 1\n") + killed +
+                                         "run /sbin/iptables -t nat -F router_kelsto -> 0\n"
+                                         "request register_cloudbackup\n")
+            << text;
+    }
+    host.set_config("ftp_conf", "1,21,0,UTF-8,0");
+    sandbox.put_file("/var/run/lighttpd.pid.0", "3\n");
+    host.forget();
+    EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+    EXPECT_EQ(host.count_lines("run kill "), 0);
+}
+
+TEST_F(Exposure, PidFilesTextIsNeverPartOfTheCommand)
+{
+    sandbox.put_file("/var/run/lighttpd.pid.9000", "12; reboot " + std::string(1000, 'x'));
+    EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+    EXPECT_EQ(host.lines()[1], "run kill 12 -> 0");
 }
 
 TEST_F(Exposure, WithoutDiskOrServiceTheServersAreSwept)

@@ -1,13 +1,11 @@
 #include "support/fixture.h"
 #include "support/guarded.h"
 
-#include "nas/cloud.h"
 #include "nas/entware.h"
 #include "nas/ftp.h"
 #include "nas/samba.h"
 #include "nas/service.h"
 #include "nas/torrent.h"
-#include "nas/web.h"
 #include "platform/process.h"
 
 #include <cstring>
@@ -135,14 +133,47 @@ TEST_F(Registry, UnknownServicesAreDisabled)
 TEST_F(Registry, ServicesOfLaterVersionsAreDisabledWhateverIsStored)
 {
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n/dev/sdb1 /tmp/mnt/ vfat rw 0 0\n");
-    for (const char *key : {"url_conf", "torrent_conf"})
-        host.set_config(key, "1,1,1,1,1,1,1");
-    host.set_config("rsync_conf", "1,873,Disk1,Backup");
-    host.set_config("nalvexcloud_conf", "1,873,Disk1,Backup");
+    host.set_config("torrent_conf", "1,1,1,1,1,1,1");
     host.set_config("torrent_hddname", "Disk1");
     host.set_status("entware", "1");
-    for (const char *name : {"url", "rsync", "nalvexcloud", "torrent", "entware"})
+    for (const char *name : {"torrent", "entware"})
         EXPECT_EQ(enabled(name), 0) << name;
+}
+
+TEST_F(Registry, CloudServicesAreEnabledWhenSwitchedOnAndTheirDiskIsMounted)
+{
+    for (const char *name : {"rsync", "nalvexcloud"}) {
+        const std::string key = std::string(name) + "_conf";
+        sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, "1,873,Disk1");
+        EXPECT_EQ(enabled(name), 1) << name;
+        host.set_config(key, "7,0,Disk1");
+        EXPECT_EQ(enabled(name), 7) << name;
+        host.set_config(key, "0,873,Disk1");
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, "1,873,Disk2");
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, "1,873");
+        EXPECT_EQ(enabled(name), 0) << name;
+        host.set_config(key, "1,873,Disk1");
+        sandbox.set_mounts("/dev/sda1 /mnt/Disk1 vfat rw 0 0\n/dev/sdb1 /tmp/mnt/Disk10 vfat rw 0 0\n");
+        EXPECT_EQ(enabled(name), 0) << name;
+    }
+    EXPECT_EQ(host.transcript(), "");
+    EXPECT_EQ(host.statfs_calls, 0);
+}
+
+TEST_F(Registry, WebFileServiceNeedsNoDisk)
+{
+    EXPECT_EQ(enabled("url"), 0);
+    host.set_config("url_conf", "1");
+    EXPECT_EQ(enabled("url"), 1);
+    host.set_config("url_conf", "7,8080,1");
+    EXPECT_EQ(enabled("url"), 7);
+    host.set_config("url_conf", "0,8080,1");
+    EXPECT_EQ(enabled("url"), 0);
+    EXPECT_EQ(host.transcript(), "");
 }
 
 TEST_F(Registry, FtpAndSambaNeedNoDisk)
@@ -228,6 +259,24 @@ TEST_F(Registry, FtpsPortsMayBeZero)
     EXPECT_EQ(ports[1].port, 0);
 }
 
+TEST_F(Registry, RemoteServicesOfferTheirOnePort)
+{
+    const std::pair<const char *, const char *> services[] = {
+        {"url", "1,8080,0"}, {"rsync", "1,8080,Disk1"}, {"nalvexcloud", "1,8080,Disk1"}};
+    for (const auto &[name, record] : services) {
+        host.set_config(std::string(name) + "_conf", record);
+        for (const int max : {1, 2}) {
+            ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
+            EXPECT_EQ(host.call(get_service_ports, name, &ports[0], max), 1) << name;
+            EXPECT_STREQ(ports[0].protocol, "tcp") << name;
+            EXPECT_EQ(ports[0].port, 8080) << name;
+            EXPECT_STREQ(ports[1].protocol, "udp") << name;
+            EXPECT_EQ(ports[1].port, 2) << name;
+        }
+    }
+    EXPECT_EQ(host.transcript(), "");
+}
+
 TEST_F(Registry, EnabledSambaOffersNoPort)
 {
     host.set_config("samba_conf", "1,Router,HOME,0,0,1,1");
@@ -240,6 +289,8 @@ TEST_F(Registry, EnabledSambaOffersNoPort)
 TEST_F(Registry, DisabledServicesOfferNoPort)
 {
     host.set_config("ftp_conf", "0,2121,8080,UTF-8,0");
+    host.set_config("url_conf", "0,8080,0");
+    host.set_config("rsync_conf", "0,8080,Disk1");
     for (const char *name : {"ftp", "url", "rsync", "nalvexcloud", "torrent"}) {
         for (const int max : {0, 1, 2}) {
             ServicePort ports[2] = {{"udp", 1}, {"udp", 2}};
@@ -388,6 +439,24 @@ TEST_F(Registry, DeadFtpAndSambaAreRestarted)
     EXPECT_EQ(restart("ftp"), 0);
     EXPECT_EQ(restart("samba"), 0);
     EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, DeadRemoteServicesAreRestarted)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+    host.set_config("url_conf", "1,8080,0");
+    host.set_config("rsync_conf", "1,873,Disk1");
+    host.set_config("nalvexcloud_conf", "1,2873,Disk1");
+    host.add_process({"lighttpd_kelsto"});
+    const std::pair<const char *, const char *> processes[] = {
+        {"url", "lighttpd"}, {"rsync", "rsync"}, {"nalvexcloud", "nalvexcloud"}};
+    for (const auto &[name, process] : processes) {
+        EXPECT_EQ(restart(name), 1);
+        EXPECT_EQ(host.transcript(), std::string("stderr: Restart Service: ") + name + "\nrequest " + name + "\n");
+        host.add_process({process});
+        EXPECT_EQ(restart(name), 0);
+        EXPECT_EQ(host.transcript(), "");
+    }
 }
 
 TEST_F(Registry, DisabledServiceIsLeftAlone)
@@ -646,12 +715,7 @@ void expect_cleared(nas_test::RecordingHost &host, int (*getter)(Record *))
 
 TEST_F(Registry, RecordsOfLaterVersionsAreCleared)
 {
-    for (const char *key : {"ftp_conf", "url_conf", "rsync_conf", "nalvexcloud_conf", "torrent_conf"})
-        host.set_config(key, "1,2,3,4,5,6,7");
-    expect_cleared(host, get_urlsvc_config);
-    expect_cleared(host, get_httpd_config);
-    expect_cleared(host, get_rsync_config);
-    expect_cleared(host, get_nalvexcloud_config);
+    host.set_config("torrent_conf", "1,2,3,4,5,6,7");
     expect_cleared(host, get_torrent_config);
     expect_cleared(host, get_entware_config);
     EXPECT_EQ(host.transcript(), "");
@@ -659,21 +723,8 @@ TEST_F(Registry, RecordsOfLaterVersionsAreCleared)
 
 TEST_F(Registry, RecordsOfLaterVersionsMayBeNull)
 {
-    EXPECT_EQ(host.call([] { return get_urlsvc_config(nullptr); }), 0);
-    EXPECT_EQ(host.call([] { return get_rsync_config(nullptr); }), 0);
-    EXPECT_EQ(host.call([] { return get_nalvexcloud_config(nullptr); }), 0);
     EXPECT_EQ(host.call([] { return get_torrent_config(nullptr); }), 0);
     EXPECT_EQ(host.call([] { return get_entware_config(nullptr); }), 0);
-}
-
-TEST_F(Registry, WebServerOfLaterVersionsIsNotTouched)
-{
-    host.set_config("url_conf", "1,8080,1");
-    for (const char *mode : {static_cast<const char *>(nullptr), "forced", "nomount"}) {
-        EXPECT_EQ(host.call(lighttpd_callback, mode, static_cast<const char *>(nullptr)), 0);
-        EXPECT_EQ(host.call(lighttpd_callback, mode, "url_kelsto"), 0);
-    }
-    EXPECT_EQ(host.transcript(), "");
 }
 
 TEST_F(Registry, PackageEnvironmentHasNothingToTakeDown)
