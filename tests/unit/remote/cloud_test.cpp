@@ -1,4 +1,5 @@
 // Cloud backup and cloud sync are one thing under two names: every case runs for both. Whole runs are golden cases.
+#include "support/failing_memory.h"
 #include "support/fixture.h"
 #include "support/guarded.h"
 
@@ -15,6 +16,7 @@ namespace
 {
 
 using nas_test::exists;
+using nas_test::FailingMemory;
 using nas_test::GuardedText;
 using nas_test::LibraryTest;
 using nas_test::mode_of;
@@ -847,6 +849,31 @@ TEST_P(Cloud, UnwritableSecretsKeepTheConfiguration)
     EXPECT_EQ(host.count_lines("chmod"), 1);
     EXPECT_EQ(read_file(service.conf), conf_with("Backup", "/mnt/Disk1/Backup", "bob"));
     EXPECT_EQ(host.lines().back(), service.started);
+}
+
+TEST_P(Cloud, DaemonIsStartedWithoutMemoryForItsFile)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail here";
+    set_up_service();
+    int started_without_file = 0;
+    for (int allocations = 0; allocations < 8; ++allocations) { // the first are the mount table's
+        SCOPED_TRACE(allocations);
+        for (const char *path : {service.conf, service.secrets}) {
+            if (exists(path))
+                sandbox.remove_file(path);
+        }
+        const FailingMemory memory(allocations, 1);
+        run();
+        const bool started = host.lines().back() == service.started;
+        EXPECT_TRUE(started || host.lines().back() == service.no_disk);
+        EXPECT_EQ(host.count_lines(service.start), started ? 1 : 0);
+        if (!exists(service.conf)) {
+            EXPECT_FALSE(exists(service.secrets));
+            started_without_file += started ? 1 : 0;
+        }
+    }
+    EXPECT_GE(started_without_file, 1);
 }
 
 TEST_P(Cloud, UserIsTheOneInTheFirstSlotOfTheService)

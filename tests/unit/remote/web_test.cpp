@@ -1,3 +1,4 @@
+#include "support/failing_memory.h"
 #include "support/fixture.h"
 #include "support/guarded.h"
 
@@ -14,6 +15,7 @@ namespace
 {
 
 using nas_test::exists;
+using nas_test::FailingMemory;
 using nas_test::GuardedBuffer;
 using nas_test::GuardedText;
 using nas_test::LibraryTest;
@@ -554,6 +556,44 @@ TEST_F(Web, LongestUserStandsInTheFileWhole)
     run();
     EXPECT_NE(read_file("/etc/lighttpd.conf.8000").find("\"user=" + std::string(127, 'u') + "|\"\n),\n)\n"),
               std::string::npos);
+}
+
+TEST_F(Web, LineFeedEndsTheUserInTheFileAlone)
+{
+    set_up_service("1,21,9000,UTF-8,0", "1,8000,1");
+    host.set_config("nas_user_url", "alice\nserver.port = 1,pw,1");
+    run();
+    EXPECT_NE(read_file("/etc/lighttpd.conf.8000").find("\"require\" => \"user=alice|\"\n),\n)\ninclude"),
+              std::string::npos);
+    EXPECT_EQ(
+        host.count_lines("run /sbin/htdigest -c /etc/lighttpd.user 'nalVEX' 'alice\xe2\x90\x8aserver.port = 1' 'pw'"),
+        1);
+}
+
+TEST_F(Web, NamesOtherCharactersStandInTheFileAsTheyAre)
+{
+    set_up_service("1,21,9000,UTF-8,0", "1,8000,1");
+    for (const char *name : {"a b\tc", "a|b", "\"a\"", "\\a\\b", "%s%n%", "$(x)`y`", "\xff\xc3"}) {
+        host.set_config("nas_user_url", std::string(name) + ",pw,1");
+        run();
+        EXPECT_NE(read_file("/etc/lighttpd.conf.8000").find(std::string("\"require\" => \"user=") + name + "|\"\n),\n"),
+                  std::string::npos)
+            << name;
+    }
+}
+
+TEST_F(Web, ServersAreStartedWithoutMemoryForTheirFiles)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail here";
+    set_up_service();
+    const FailingMemory memory(0, 1);
+    run();
+    EXPECT_GE(memory.failures(), 2);
+    EXPECT_EQ(host.count_lines("write /etc/lighttpd.conf"), 0);
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd_kelsto"), 1);
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd -f"), 1);
+    EXPECT_EQ(host.lines().back(), "log 1 @{106} @{104}");
 }
 
 TEST_F(Web, UserFileIsMadeAfreshInEveryMode)
