@@ -558,6 +558,17 @@ TEST_F(Web, LongestUserStandsInTheFileWhole)
               std::string::npos);
 }
 
+TEST_F(Web, AnyFlagButZeroAsksForUsers)
+{
+    for (const char *flag : {"1", "2", "-1", "0"}) {
+        set_up_service("1,21,9000,UTF-8,0", std::string("1,8000,") + flag);
+        run();
+        const bool asks = read_file("/etc/lighttpd.conf.8000").find("auth.debug=0\n") != std::string::npos;
+        EXPECT_EQ(asks, flag != std::string("0")) << flag;
+        EXPECT_EQ(read_file("/etc/lighttpd.conf.9000").find("auth.debug"), std::string::npos) << flag;
+    }
+}
+
 TEST_F(Web, LineFeedEndsTheUserInTheFileAlone)
 {
     set_up_service("1,21,9000,UTF-8,0", "1,8000,1");
