@@ -593,6 +593,15 @@ TEST_F(Web, NamesOtherCharactersStandInTheFileAsTheyAre)
     }
 }
 
+TEST_F(Web, NameThatEndsInABackslashIsTheSameInTheFileAndInThePasswordFile)
+{
+    set_up_service("1,21,9000,UTF-8,0", "1,8000,1");
+    host.set_config("nas_user_url", "bob\\,pw,1");
+    run();
+    EXPECT_EQ(host.count_lines("run /sbin/htdigest -c /etc/lighttpd.user 'nalVEX' 'bob\\' 'pw' -> 0"), 1);
+    EXPECT_NE(read_file("/etc/lighttpd.conf.8000").find("\"require\" => \"user=bob\\|\"\n"), std::string::npos);
+}
+
 TEST_F(Web, ServersAreStartedWithoutMemoryForTheirFiles)
 {
     if (!nas_test::memory_can_fail())
