@@ -150,6 +150,7 @@ static void configure_daemon(const CloudService &service, const CloudShareConfig
     NasUser user;
     get_nas_user(service.name, 0, &user);
     end_at_line_feed(user.id);
+    end_at_line_feed(user.password);
 
     TextBuffer conf;
     if (allocate(conf, 1024))

@@ -209,15 +209,20 @@ static void write_name_file()
     write_file("/tmp/webroot/kelsto.html", name);
 }
 
+// A link of that name would lie outside its folder.
+static bool leads_elsewhere(const char *name)
+{
+    return strchr(name, '/') != nullptr || strcmp(name, ".") == 0 || strcmp(name, "..") == 0;
+}
+
 // Every FTP user gets a link to the whole mount tree.
 static void make_link_tree()
 {
     system2("rm -rf %s/httpstream", web_root);
     mkdir("/tmp/webroot/httpstream", 0777);
     NasUser user;
-    for (int slot = 0; get_nas_user("ftp", slot, &user) != 0; slot++) {
-        // A link with a "/" in its name would lie elsewhere.
-        if (strchr(user.id, '/') != nullptr)
+    for (int slot = 0; slot < NAS_USER_SLOTS && get_nas_user("ftp", slot, &user) != 0; slot++) {
+        if (leads_elsewhere(user.id))
             continue;
         char quoted_name[256];
         quote_text(quoted_name, user.id, max_name);
@@ -232,7 +237,7 @@ static void write_files(const HttpdConfig &config)
     // Made afresh, so that it holds this user and no other.
     unlink(digest_path);
     add_httpd_digest_user(&user, &config);
-    keep_unbroken_line(user.id);
+    end_at_line_feed(user.id);
     write_name_file();
     make_link_tree();
     write_lighttpd_conf(config, user, config.port);
