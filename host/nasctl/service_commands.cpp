@@ -4,6 +4,7 @@
 #include "nas/service.h"
 
 #include "callback_output.h"
+#include "lock_file.h"
 #include "services.h"
 
 #include <unistd.h>
@@ -23,9 +24,13 @@ struct Arguments {
     bool no_apply = false;
 };
 
-/* The "starting" mark keeps others from starting the service at the same time. */
+/* The lock keeps serviced's workers and the hotplug handler away, the "starting" mark those who look after services. */
 void run_callback(const ServiceControl &control, const char *mode)
 {
+    constexpr int patience_milliseconds = 120 * 1000;
+    nashost::LockFile lock;
+    if (!lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
+        throw Failure(std::string(control.name) + ": other services are being started or stopped; try again later");
     set_service_starting(control.name, 1);
     bool ended = run_with_output_to_error([&] { control.run(mode); });
     set_service_starting(control.name, 0);

@@ -163,3 +163,12 @@ def test_hundreds_of_events_are_handled_once_each(router):
     assert router.execute("sh", "-c", storm).stdout.split()[0] == "200"
     settle(router)
     assert folders(router) == []
+
+
+def test_nasctl_waits_until_nobody_else_runs_a_callback(router):
+    settle(router)
+    router.execute("sh", "-c", "flock /var/run/nas/worker.lock sleep 3 >/dev/null 2>&1 </dev/null &")
+    wait_until(lambda: router.runs("sleep"), 2, "the lock is held")
+    begin = time.monotonic()
+    router.nasctl("service", "disable", "media")
+    assert time.monotonic() - begin > 1.5
