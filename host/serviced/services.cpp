@@ -1,5 +1,6 @@
 #include "services.h"
 
+#include "nas/cloud.h"
 #include "nas/ftp.h"
 #include "nas/hotplug.h"
 #include "nas/media.h"
@@ -27,7 +28,7 @@ namespace
 
 int run_web_file_service(const char *mode)
 {
-    return lighttpd_callback(mode, nullptr);
+    return lighttpd_callback(mode, "url");
 }
 
 /* A service that the library does not have yet is not here: asking for it is an unknown request. */
@@ -35,6 +36,8 @@ constexpr Service service_callbacks[] = {
     {"ftp", ftp_callback},
     {"samba", samba_callback},
     {"url", run_web_file_service},
+    {"rsync", rsync_callback, true},
+    {"nalvexcloud", nalvexcloud_callback, true},
     {"media", media_callback},
 };
 
