@@ -27,7 +27,8 @@ unit: build
 	ctest --preset $(PRESET) -j 2
 
 scenario: stage setup-router
-	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider tests/scenario
+	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider -n 3 --dist loadfile \
+	  tests/scenario
 
 lint: setup
 	tools/setup.sh lint

@@ -17,7 +17,9 @@ import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 VR = ROOT / "router" / "vr"
-STATE = pathlib.Path(os.environ.get("VR_STATE", ROOT / "build" / "router" / "scenario"))
+# The processes of a parallel run (pytest -n) have a world each.
+WORLD = "scenario-" + os.environ.get("PYTEST_XDIST_WORKER", "only")
+STATE = pathlib.Path(os.environ.get("VR_STATE", ROOT / "build" / "router" / WORLD))
 
 libc = ctypes.CDLL(None, use_errno=True)
 
