@@ -39,11 +39,11 @@ class HiddenInput
 
 std::string ask(const char *question)
 {
-    fputs(question, stderr);
     char line[1024];
     ssize_t length;
     {
-        HiddenInput hidden;
+        HiddenInput hidden; // before the question: what is typed early is dropped when the terminal changes
+        fputs(question, stderr);
         length = read(STDIN_FILENO, line, sizeof line);
     }
     fputs("\n", stderr);
