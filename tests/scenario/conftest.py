@@ -18,8 +18,8 @@ import pytest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 VR = ROOT / "router" / "vr"
 # The processes of a parallel run (pytest -n) have a world each.
-WORLD = "scenario-" + os.environ.get("PYTEST_XDIST_WORKER", "only")
-STATE = pathlib.Path(os.environ.get("VR_STATE", ROOT / "build" / "router" / WORLD))
+WORLD = os.environ.get("VR_STATE", f"{ROOT}/build/router/scenario")
+STATE = pathlib.Path(f"{WORLD}-{os.environ.get('PYTEST_XDIST_WORKER', 'only')}")
 
 libc = ctypes.CDLL(None, use_errno=True)
 
@@ -94,8 +94,17 @@ class Router:
     def unplug(self, disk):
         self.vr("unplug", disk)
 
+    def processes(self, name):
+        return set(self.execute("/bin/pidof", name, check=False).stdout.split())
+
     def runs(self, name):
-        return self.execute("/bin/pidof", name, check=False).returncode == 0
+        return self.processes(name) != set()
+
+    def kill(self, *names):
+        """Ends daemons at once. Whoever starts a new one may be quick."""
+        victims = {name: self.processes(name) for name in names}
+        self.execute("killall", "-9", *names, check=False)  # a child may have ended with its parent
+        wait_until(lambda: not any(victims[name] & self.processes(name) for name in names), 5, "the daemons are gone")
 
     def path(self, path):
         """A file of the router, reached from outside; no link with an absolute target may be on the way."""

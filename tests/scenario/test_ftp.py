@@ -262,8 +262,7 @@ def test_a_client_with_another_charset_writes_the_same_names(router, ftp):
 
 
 def test_killed_it_is_started_again(router, ftp):
-    router.execute("killall", "-9", "proftpd")
-    wait_until(lambda: not router.runs("proftpd"), 5, "the daemon is gone")
+    router.kill("proftpd")
 
     router.nasctl("service", "start", "ftp")
 

@@ -270,8 +270,7 @@ def test_the_oldest_dialect_is_spoken_alone(router, other_settings):
 
 
 def test_killed_it_is_started_again(router, samba):
-    router.execute("killall", "-9", "smbd", "nmbd")
-    wait_until(lambda: not router.runs("smbd") and not router.runs("nmbd"), 5, "the daemons are gone")
+    router.kill("smbd", "nmbd")
 
     router.nasctl("service", "start", "samba")
 
