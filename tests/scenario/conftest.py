@@ -103,6 +103,7 @@ class Router:
     def kill(self, *names):
         """Ends daemons at once. Whoever starts a new one may be quick."""
         victims = {name: self.processes(name) for name in names}
+        assert all(victims.values()), f"they do not all run: {victims}"
         self.execute("killall", "-9", *names, check=False)  # a child may have ended with its parent
         wait_until(lambda: not any(victims[name] & self.processes(name) for name in names), 5, "the daemons are gone")
 

@@ -5,7 +5,6 @@ import ftplib
 
 import pytest
 
-from conftest import wait_until
 from ftp_client import ADDRESS, Client, connect, file_on_disk, put_on_disk
 
 USERS = [

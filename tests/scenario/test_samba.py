@@ -217,7 +217,8 @@ def check_that_it_serves(router, oldest, newest):
     file = new_file(router.path("/tmp/mnt/Disk1/Movies"), "dialect.txt", b"the first")
     local_file("dialect", b"written")
 
-    said = client_of(router, "rolf", oldest=oldest, newest=newest).run("Disk1", r"put /share/dialect Movies\dialect.txt")
+    reader = client_of(router, "rolf", oldest=oldest, newest=newest)
+    said = reader.run("Disk1", r"put /share/dialect Movies\dialect.txt")
     assert NO_CHANGE in said
     assert file.read_bytes() == b"the first"
 
