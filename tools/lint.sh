@@ -14,5 +14,5 @@ checked=$(git ls-files 'src/*.cpp' 'host/*.cpp')
 printf '%s\n' $checked | xargs -P "$(nproc)" -n 4 clang-tidy -p build/clang --quiet
 
 # shellcheck disable=SC2046
-shellcheck $(git grep -lE '^#!/(usr/bin/env bash|bin/(ba)?sh)' -- . ':!*.md')
+shellcheck -x -P . $(git grep -lE '^#!/(usr/bin/env bash|bin/(ba)?sh)' -- . ':!*.md')
 echo "lint: clean"

@@ -24,7 +24,9 @@ same() {
   [ -s "$2" ] || complain "$1: $3 holds no name at all"
   only_a=$(comm -23 "$2" "$4")
   only_b=$(comm -13 "$2" "$4")
+  # shellcheck disable=SC2086 # lists of names
   [ -z "$only_a" ] || complain "$1: only in $3:" $only_a
+  # shellcheck disable=SC2086
   [ -z "$only_b" ] || complain "$1: only in $5:" $only_b
 }
 
