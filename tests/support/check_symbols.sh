@@ -57,6 +57,7 @@ same "declarations" "$work/exported" "the library" "$work/declared" "$headers"
 } | sort -u > "$work/allowed"
 $nm -D --undefined-only "$library" | awk '{ print $2 }' | grep -v '@GLIBC_' | sort -u > "$work/undefined" || true
 strangers=$(comm -23 "$work/undefined" "$work/allowed")
+# shellcheck disable=SC2086
 [ -z "$strangers" ] || complain "undefined, but no operation of the host:" $strangers
 
 for needed in $($readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
@@ -71,6 +72,7 @@ entry=$($readelf -hW "$library" | awk '/Class:/ { print $2 == "ELF64" ? 8 : 4 }'
 size=$($readelf -SW "$library" | sed -n 's/.* \.init_array *INIT_ARRAY *[0-9a-f]* [0-9a-f]* \([0-9a-f]*\).*/\1/p')
 [ $((0x${size:-0})) -le "$entry" ] || complain "static constructors: .init_array has 0x$size bytes"
 if $nm "$library" 2> "$work/nm_says" | grep -q '_GLOBAL__sub_I'; then
+  # shellcheck disable=SC2046
   complain "static constructors:" $($nm "$library" | grep '_GLOBAL__sub_I')
 fi
 
