@@ -40,8 +40,8 @@ int nalvexcloud_server_register(const struct CloudShareConfig *config, int backg
 /* Write /etc/cloudbackup.conf and /etc/cloudbackup.secrets (/etc/nalvexcloud.*), open the port, announce the router and
  * start the daemon anew when the service is on and its disk is mounted; log start, stop, or the missing disk. `mode` is
  * null for an ordinary run, "forced" to start it even when it is switched off, "nomount" to leave it stopped, "register"
- * to do nothing but announce the router. The folder is created when it is missing. A disk, folder or user name ends at
- * its first line feed. Return 0. */
+ * to do nothing but announce the router. The folder is created when it is missing. In the files and
+ * in the folder's path disk, folder, user name and password end at their first line feed. Return 0. */
 int rsync_callback(const char *mode);
 int nalvexcloud_callback(const char *mode);
 

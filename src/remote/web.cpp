@@ -154,7 +154,7 @@ static void append_listing(TextBuffer &conf)
                  "                                dir-listing.show-header = \"disable\"\n"
                  "                                dir-listing.hide-readme-file = \"disable\"\n"
                  "                                dir-listing.show-readme = \"disable\"\n"
-                 // Mixed tabs and blanks, as ever: files are compared byte by byte.
+                 // Mixed tabs and blanks: kept as they are, since whole files are compared.
                  "\t \t       \t}\n");
 }
 
