@@ -1,14 +1,395 @@
 #include "nas/entware.h"
 
-// Both stand in until the service is built: it counts as switched off, and there is nothing to take down.
+#include "nas/service.h"
+#include "nas/util.h"
+#include "platform/device.h"
+#include "platform/process.h"
+#include "platform/store.h"
+#include "storage/disk.h"
+#include "support/line_reader.h"
+#include "support/mode.h"
+#include "support/record.h"
+#include "support/text.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <unistd.h>
+
+using namespace nas;
+
+static constexpr char root_link[] = "/tmp/cur";
+static constexpr char opkg_path[] = "/tmp/cur/opt/bin/opkg";
+static constexpr char info_path[] = "/tmp/entware_info";
+static constexpr char script_path[] = "/tmp/cur/install.sh";
+static constexpr char pid_path[] = "/tmp/entware_download.pid";
+
+int set_entware_status(int status)
+{
+    istatus_set_intvalue_direct("entware", status);
+    return 0;
+}
+
+int get_entware_status(void)
+{
+    const int status = istatus_get_intvalue_direct("entware");
+    if (status != -1)
+        return status;
+    set_entware_status(NAS_ENTWARE_NONE);
+    return NAS_ENTWARE_NONE;
+}
+
 int get_entware_config(EntwareConfig *config)
 {
+    EntwareConfig stored = {};
+    char run[NAS_STORE_VALUE_SIZE];
+    if (read_config_text("entware_run", run))
+        stored.run = parse_int(run);
+    read_config_text("entware_hddname", stored.disk_name);
+    read_config_text("entware_folder", stored.folder);
     if (config != nullptr)
-        *config = {};
+        *config = stored;
+    return stored.run;
+}
+
+int set_entware_config(const EntwareConfig *config)
+{
+    fini_entware();
+    iconfig_set_value_direct("entware_run", config->run != 0 ? "1" : "0");
+    iconfig_set_value_direct("entware_hddname", config->disk_name);
+    iconfig_set_value_direct("entware_folder", config->folder);
+    init_entware();
+    return 0;
+}
+
+int link_dir_for_entware(void)
+{
+    unlink_dir_for_entware();
+    EntwareConfig config;
+    get_entware_config(&config);
+    if (!is_disk_mounted(config.disk_name)) {
+        set_entware_status(NAS_ENTWARE_NONE);
+        return -1;
+    }
+    char path[256], quoted_path[1024];
+    format_text(path, "/tmp/mnt/%s/%s", config.disk_name, config.folder);
+    iconv_to_utf8(path, quoted_path, sizeof quoted_path);
+    quote_r(quoted_path, sizeof quoted_path);
+    // The quoted path is asked, so a folder with a quote in its name is made again, which does no harm.
+    if ((file_exists(quoted_path) == 0 && system2("/bin/mkdir -p '%s'", quoted_path) != 0) ||
+        system2("/bin/ln -s '%s' /tmp/cur", quoted_path) != 0) {
+        set_entware_status(NAS_ENTWARE_FAILED);
+        return -1;
+    }
+    return 0;
+}
+
+int unlink_dir_for_entware(void)
+{
+    unlink(root_link);
+    return 0;
+}
+
+// What makes the folder a root that programs can run in. On a folder that was filled before, much of it fails.
+static constexpr char build_commands[] = "/bin/mkdir /tmp/cur/bin\0"
+                                         "/bin/mkdir /tmp/cur/sys\0"
+                                         "/bin/mkdir /tmp/cur/lib\0"
+                                         "/bin/mkdir /tmp/cur/usr\0"
+                                         "/bin/mkdir /tmp/cur/usr/bin\0"
+                                         "/bin/mkdir /tmp/cur/tmp\0"
+                                         "/bin/mkdir /tmp/cur/tmp/var\0"
+                                         "/bin/mkdir /tmp/cur/tmp/var/run\0"
+                                         "/bin/mkdir /tmp/cur/var\0"
+                                         "/bin/mkdir /tmp/cur/var/log\0"
+                                         "/bin/mkdir /tmp/cur/var/run\0"
+                                         "/bin/mkdir /tmp/cur/etc\0"
+                                         "/bin/mkdir /tmp/cur/opt\0"
+                                         "/bin/mkdir /tmp/cur/home\0"
+                                         "/bin/mkdir /tmp/cur/dev\0"
+                                         "/bin/mkdir /tmp/cur/proc\0"
+                                         "/bin/mount /proc /tmp/cur/proc\0"
+                                         "/bin/cp -ra /bin/busybox /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/sh /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/chmod /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/echo /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/cp /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/ln /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/ls /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/vi /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/cat /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/mv /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/rm /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/mkdir /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/pidof /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /bin/sleep /tmp/cur/bin/\0"
+                                         "/bin/cp -ra /usr/bin/wget /tmp/cur/usr/bin/\0"
+                                         "/bin/cp -ra /usr/bin/[ /tmp/cur/usr/bin/\0"
+                                         "/bin/cp -ra /usr/bin/[[ /tmp/cur/usr/bin/\0"
+                                         "/bin/cp -ra /lib/ld-uClibc* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/ld-* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libc-* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libnss* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libc.* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libcrypt-* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libcrypt.* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libcurl.so* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libdl* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libm-* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libm.* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libnsl* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libpthread* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libresolv* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libuClibc* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/libgcc* /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /lib/librpc.so /tmp/cur/lib/\0"
+                                         "/bin/cp -ra /etc/resolv.conf /tmp/cur/etc/\0"
+                                         "/bin/mknod -m664 /tmp/cur/dev/null c 1 3\0"
+                                         "/bin/mknod -m664 /tmp/cur/dev/zero c 1 5\0"
+                                         "/bin/mknod -m664 /tmp/cur/dev/full c 1 7\0"
+                                         "/bin/mknod -m664 /tmp/cur/dev/random c 1 8\0"
+                                         "/bin/mknod -m664 /tmp/cur/dev/urandom c 1 9\0";
+
+static void start_telnet()
+{
+    // The login is for the LAN alone.
+    system("/sbin/iptables -A INPUT -p tcp ! -i br-lan --dport 23 -j DROP");
+    system("/usr/sbin/telnetd -l /sbin/login_qox");
+}
+
+static void stop_telnet()
+{
+    // The factory's tests come in by telnet.
+    if (is_factory_test_mode() == 0)
+        system("/usr/bin/killall telnetd");
+    system("/sbin/iptables -D INPUT -p tcp ! -i br-lan --dport 23 -j DROP");
+}
+
+static void update_entware_telnetd()
+{
+    const bool run = get_entware_config(nullptr) != 0;
+    ProcessList processes = {};
+    get_process_list(nullptr, &processes, 0);
+    if (!run)
+        stop_telnet();
+    else if (check_nas_service(&processes, "entware") == 0)
+        start_telnet();
+    free_process_list(&processes);
+}
+
+int init_entware(void)
+{
+    if (link_dir_for_entware() != 0)
+        return -1;
+    for (const char *command = build_commands; *command != '\0'; command += strlen(command) + 1)
+        system(command);
+    if (file_exists(opkg_path) != 0) {
+        set_entware_status(NAS_ENTWARE_INSTALLED);
+        update_entware_telnetd();
+    }
     return 0;
 }
 
 int fini_entware(void)
 {
+    stop_telnet();
+    system("/bin/umount /tmp/cur/proc");
+    unlink_dir_for_entware();
+    set_entware_status(NAS_ENTWARE_NONE);
     return 0;
+}
+
+int entware_callback(const char *mode)
+{
+    fini_entware();
+    if (read_mode(mode).nomount)
+        return 0;
+    return init_entware();
+}
+
+// The installation's progress. A job that is started runs in the background; the polls look after it.
+enum DownloadStep { step_information, step_script, step_install, step_done, step_failed };
+static int step = step_information;
+static int elapsed = 0; // seconds in this step
+
+static constexpr int poll_interval = 3;
+static constexpr int download_limit = 30;
+static constexpr int install_limit = 120;
+
+using ScriptAddress = char[256];
+using JobCommand = char[511];
+
+static void remove_shell_characters(char *line)
+{
+    char *kept = line;
+    for (const char *next = line; *next != '\0'; next++)
+        if (strchr(" $&;|`\\><\"'\n\r", *next) == nullptr)
+            *kept++ = *next;
+    *kept = '\0';
+}
+
+// Reads where the install script is: the first line that is not empty once the shell's own characters are gone from it.
+static int read_entware_info(ScriptAddress &address)
+{
+    const File info{fopen(info_path, "r")};
+    if (info == nullptr)
+        return 0;
+    char line[511] = "";
+    do {
+        if (fgets(line, sizeof line, info.get()) == nullptr)
+            return 0;
+        remove_shell_characters(line);
+    } while (line[0] == '\0');
+    copy_text(address, line);
+    // Either would be read as something else than the one address.
+    return strchr(address, '\t') == nullptr && address[0] != '-' ? 1 : 0;
+}
+
+static int enter_step(int next)
+{
+    step = next;
+    elapsed = 0;
+    return step;
+}
+
+static int keep_waiting()
+{
+    elapsed += poll_interval;
+    return step;
+}
+
+static int give_up()
+{
+    enter_step(step_failed);
+    kill_process2(pid_path, SIGTERM);
+    return step;
+}
+
+static void start_information_job()
+{
+    HardwareInfo hardware = {};
+    get_si("hw", &hardware);
+    unlink(info_path);
+    unlink(pid_path);
+    JobCommand command;
+    format_text(command, "/usr/bin/wget -O %s http://%s/entware/%.*s/config.txt & echo \"$!\" > %s &", info_path,
+                NAS_PACKAGE_SERVER, static_cast<int>(sizeof hardware.model), hardware.model, pid_path);
+    system(command);
+}
+
+static void start_script_job(const char *address)
+{
+    unlink(pid_path);
+    // A script that an earlier installation left must not be taken for the new one.
+    unlink(script_path);
+    JobCommand command;
+    format_text(command, "/usr/bin/wget -O %s %s & echo \"$!\" > %s &", script_path, address, pid_path);
+    system(command);
+}
+
+static void start_install_job()
+{
+    unlink(pid_path);
+    system("/usr/sbin/chroot /tmp/cur chmod 755 ./install.sh");
+    JobCommand command;
+    format_text(command, "/usr/sbin/chroot /tmp/cur ./install.sh & echo \"$!\" > %s &", pid_path);
+    system(command);
+}
+
+static int fetch_information(bool running)
+{
+    if (!running && elapsed == 0) {
+        start_information_job();
+        return keep_waiting();
+    }
+    if (elapsed >= download_limit)
+        return give_up();
+    ScriptAddress address;
+    return running || read_entware_info(address) == 0 ? keep_waiting() : enter_step(step_script);
+}
+
+static int fetch_script(bool running)
+{
+    if (!running && elapsed == 0) {
+        ScriptAddress address;
+        if (read_entware_info(address) == 0)
+            return give_up();
+        start_script_job(address);
+        return keep_waiting();
+    }
+    if (elapsed >= download_limit)
+        return give_up();
+    return running || file_exists(script_path) == 0 ? keep_waiting() : enter_step(step_install);
+}
+
+static int run_script(bool running)
+{
+    if (!running && elapsed == 0) {
+        start_install_job();
+        return keep_waiting();
+    }
+    if (elapsed >= install_limit)
+        return give_up();
+    return running ? keep_waiting() : enter_step(step_done);
+}
+
+static int start_over()
+{
+    unlink(info_path);
+    unlink(pid_path);
+    return enter_step(step_information);
+}
+
+static bool job_runs()
+{
+    return check_process2(pid_path) != 0;
+}
+
+static int entware_download_step()
+{
+    switch (step) {
+    case step_information:
+        return fetch_information(job_runs());
+    case step_script:
+        return fetch_script(job_runs());
+    case step_install:
+        return run_script(job_runs());
+    default:
+        return start_over();
+    }
+}
+
+static int end_installation(PeriodicCallbackRecord *record, int status)
+{
+    record->active = 0;
+    record->interval = 0;
+    set_entware_status(status);
+    if (status == NAS_ENTWARE_INSTALLED)
+        update_entware_telnetd();
+    return 0;
+}
+
+int entware_download_callback(PeriodicCallbackRecord *record)
+{
+    const int status = get_entware_status();
+    if (status == NAS_ENTWARE_NONE || status == NAS_ENTWARE_INSTALLED || status == NAS_ENTWARE_FAILED) {
+        set_entware_status(NAS_ENTWARE_INSTALLING);
+        enter_step(step_information);
+    } else if (status != NAS_ENTWARE_INSTALLING) {
+        return 0;
+    }
+    if (file_exists(root_link) == 0)
+        return end_installation(record, NAS_ENTWARE_FAILED);
+    if (file_exists(opkg_path) != 0 && !job_runs())
+        return end_installation(record, NAS_ENTWARE_INSTALLED);
+    record->interval = poll_interval;
+    record->active = 1;
+    switch (entware_download_step()) {
+    case step_done:
+        return end_installation(record, NAS_ENTWARE_INSTALLED);
+    case step_failed:
+        return end_installation(record, NAS_ENTWARE_FAILED);
+    default:
+        return 0;
+    }
 }

@@ -16,6 +16,7 @@ inline constexpr char source_cloud_sync[] = "@{138}";
 inline constexpr char source_ftp[] = "@{98}";
 inline constexpr char source_media[] = "@{100}";
 inline constexpr char source_samba[] = "@{102}";
+inline constexpr char source_torrent[] = "@{103}";
 inline constexpr char source_web[] = "@{104}";
 
 inline void log_event(const char *event, const char *source)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 namespace nas
 {
@@ -13,6 +14,11 @@ void quote_text(std::span<char> to, std::string_view text, size_t max_length)
 {
     copy_text(to, {text.data(), std::min(text.size(), max_length)});
     quote_r(to.data(), static_cast<int>(to.size()));
+}
+
+bool is_plain_word(const char *text)
+{
+    return strpbrk(text, " \t\n!\"#$&'()*;<>?[\\]^`{|}~") == nullptr;
 }
 
 bool daemon_runs(const char *name)

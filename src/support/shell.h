@@ -14,6 +14,9 @@ namespace nas
 // quotes.
 void quote_text(std::span<char> to, std::string_view text, size_t max_length = SIZE_MAX);
 
+// May the text stand in a command as it is, without quotes?
+bool is_plain_word(const char *text);
+
 // Does pidof find a daemon of that name?
 bool daemon_runs(const char *name);
 

@@ -1,11 +1,9 @@
 #include "support/fixture.h"
 #include "support/guarded.h"
 
-#include "nas/entware.h"
 #include "nas/ftp.h"
 #include "nas/samba.h"
 #include "nas/service.h"
-#include "nas/torrent.h"
 #include "platform/process.h"
 
 #include <cstring>
@@ -130,14 +128,28 @@ TEST_F(Registry, UnknownServicesAreDisabled)
     EXPECT_EQ(host.transcript(), "");
 }
 
-TEST_F(Registry, ServicesOfLaterVersionsAreDisabledWhateverIsStored)
+TEST_F(Registry, TorrentIsEnabledWhenSwitchedOnAndItsDiskIsMounted)
 {
-    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n/dev/sdb1 /tmp/mnt/ vfat rw 0 0\n");
-    host.set_config("torrent_conf", "1,1,1,1,1,1,1");
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
+    EXPECT_EQ(enabled("torrent"), 0);
+    host.set_config("torrent_conf", "7,0,0,0,9091");
+    EXPECT_EQ(enabled("torrent"), 0);
     host.set_config("torrent_hddname", "Disk1");
-    host.set_status("entware", "1");
-    for (const char *name : {"torrent", "entware"})
-        EXPECT_EQ(enabled(name), 0) << name;
+    EXPECT_EQ(enabled("torrent"), 7);
+    host.set_config("torrent_hddname", "Disk2");
+    EXPECT_EQ(enabled("torrent"), 0);
+    host.set_config("torrent_hddname", "Disk1");
+    host.set_config("torrent_conf", "0,1,1,1,9091");
+    EXPECT_EQ(enabled("torrent"), 0);
+}
+
+TEST_F(Registry, PackageEnvironmentNeedsNoDisk)
+{
+    EXPECT_EQ(enabled("entware"), 0);
+    host.set_config("entware_run", "1");
+    EXPECT_EQ(enabled("entware"), 1);
+    host.set_config("entware_run", "0");
+    EXPECT_EQ(enabled("entware"), 0);
 }
 
 TEST_F(Registry, CloudServicesAreEnabledWhenSwitchedOnAndTheirDiskIsMounted)
@@ -262,7 +274,7 @@ TEST_F(Registry, FtpsPortsMayBeZero)
 TEST_F(Registry, RemoteServicesOfferTheirOnePort)
 {
     const std::pair<const char *, const char *> services[] = {
-        {"url", "1,8080,0"}, {"rsync", "1,8080,Disk1"}, {"nalvexcloud", "1,8080,Disk1"}};
+        {"url", "1,8080,0"}, {"rsync", "1,8080,Disk1"}, {"nalvexcloud", "1,8080,Disk1"}, {"torrent", "1,0,0,0,8080"}};
     for (const auto &[name, record] : services) {
         host.set_config(std::string(name) + "_conf", record);
         for (const int max : {1, 2}) {
@@ -528,6 +540,12 @@ constexpr const char *quick_pass_nothing_runs = "run killall serviced -> 1\n"
                                                 "run /usr/bin/killall transmission-daemon -> 1\n"
                                                 "run /usr/bin/killall minidlna -> 1\n";
 
+// What is taken down of a package environment that is not there, but for its telnet server.
+constexpr const char *environment_down = "run /sbin/iptables -D INPUT -p tcp ! -i br-lan --dport 23 -j DROP -> 0\n"
+                                         "run /bin/umount /tmp/cur/proc -> 0\n"
+                                         "unlink /tmp/cur -> failed\n"
+                                         "set-status entware = 0\n";
+
 constexpr const char *wait_pass_nothing_runs = "run /usr/bin/killall smbd -> 1\n"
                                                "stderr: /usr/bin/killall smbd\n"
                                                "list smbd -> 0\n"
@@ -553,8 +571,10 @@ constexpr const char *wait_pass_nothing_runs = "run /usr/bin/killall smbd -> 1\n
 TEST_F(Registry, EverythingIsStopped)
 {
     EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + "run /usr/bin/killall telnetd -> 1\n" +
-                                     wait_pass_nothing_runs +
+    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) +
+                                     "run /usr/bin/killall telnetd -> 1\n"
+                                     "run /usr/bin/killall telnetd -> 1\n" +
+                                     environment_down + wait_pass_nothing_runs +
                                      "run /usr/bin/killall telnetd -> 1\n"
                                      "stderr: /usr/bin/killall telnetd\n"
                                      "list telnetd -> 0\n");
@@ -565,7 +585,7 @@ TEST_F(Registry, TestModeOfTheFactoryKeepsTelnet)
     host.device.factory_test_mode = true;
     host.add_process({"telnetd"});
     EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + wait_pass_nothing_runs);
+    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + environment_down + wait_pass_nothing_runs);
     ASSERT_EQ(host.processes.size(), 1U);
     EXPECT_EQ(host.processes[0].name, "telnetd");
 }
@@ -596,29 +616,31 @@ TEST_F(Registry, RunningDaemonsAreStoppedAndWaitedFor)
                                  "run /usr/bin/killall transmission-daemon -> 0\n"
                                  "run /usr/bin/killall minidlna -> 1\n"
                                  "run /usr/bin/killall telnetd -> 0\n"
-                                 "run /usr/bin/killall smbd -> 0\n"
-                                 "stderr: /usr/bin/killall smbd\n"
-                                 "list smbd -> 0\n"
-                                 "run /usr/bin/killall proftpd -> 1\n"
-                                 "stderr: /usr/bin/killall proftpd\n"
-                                 "list proftpd: -> 0\n"
-                                 "run /usr/bin/killall lighttpd -> 1\n"
-                                 "stderr: /usr/bin/killall lighttpd\n"
-                                 "list lighttpd -> 0\n"
-                                 "run /usr/bin/killall rsync -> 1\n"
-                                 "stderr: /usr/bin/killall rsync\n"
-                                 "list rsync -> 0\n"
-                                 "run /usr/bin/killall nalvexcloud -> 0\n"
-                                 "stderr: /usr/bin/killall nalvexcloud\n"
-                                 "list nalvexcloud -> 0\n"
-                                 "run /usr/bin/killall transmission-daemon -> 1\n"
-                                 "stderr: /usr/bin/killall transmission-daemon\n"
-                                 "list transmission-daemon -> 0\n"
-                                 "run /usr/bin/killall minidlna -> 1\n"
-                                 "stderr: /usr/bin/killall minidlna\n"
-                                 "list minidlna -> 0\n"
-                                 "run /usr/bin/killall telnetd -> 0\n"
-                                 "stderr: /usr/bin/killall telnetd\n" +
+                                 "run /usr/bin/killall telnetd -> 0\n" +
+                                     std::string(environment_down) +
+                                     "run /usr/bin/killall smbd -> 0\n"
+                                     "stderr: /usr/bin/killall smbd\n"
+                                     "list smbd -> 0\n"
+                                     "run /usr/bin/killall proftpd -> 1\n"
+                                     "stderr: /usr/bin/killall proftpd\n"
+                                     "list proftpd: -> 0\n"
+                                     "run /usr/bin/killall lighttpd -> 1\n"
+                                     "stderr: /usr/bin/killall lighttpd\n"
+                                     "list lighttpd -> 0\n"
+                                     "run /usr/bin/killall rsync -> 1\n"
+                                     "stderr: /usr/bin/killall rsync\n"
+                                     "list rsync -> 0\n"
+                                     "run /usr/bin/killall nalvexcloud -> 0\n"
+                                     "stderr: /usr/bin/killall nalvexcloud\n"
+                                     "list nalvexcloud -> 0\n"
+                                     "run /usr/bin/killall transmission-daemon -> 1\n"
+                                     "stderr: /usr/bin/killall transmission-daemon\n"
+                                     "list transmission-daemon -> 0\n"
+                                     "run /usr/bin/killall minidlna -> 1\n"
+                                     "stderr: /usr/bin/killall minidlna\n"
+                                     "list minidlna -> 0\n"
+                                     "run /usr/bin/killall telnetd -> 0\n"
+                                     "stderr: /usr/bin/killall telnetd\n" +
                                      waiting +
                                      "run /usr/bin/killall -9 telnetd -> 0\n"
                                      "stderr: Kill -9 for telnetd\n"
@@ -697,40 +719,5 @@ TEST_F(Registry, NamesAreReadNoFurtherThanTheirEnd)
 }
 
 // ---- the records of services that this version does not run: cleared, switched off, 0
-
-template <class Record>
-std::string bytes(const Record &record)
-{
-    return {reinterpret_cast<const char *>(&record), sizeof record};
-}
-
-template <class Record>
-void expect_cleared(nas_test::RecordingHost &host, int (*getter)(Record *))
-{
-    Record record;
-    std::memset(&record, 0x5a, sizeof record);
-    EXPECT_EQ(host.call(getter, &record), 0);
-    EXPECT_EQ(bytes(record), std::string(sizeof record, '\0'));
-}
-
-TEST_F(Registry, RecordsOfLaterVersionsAreCleared)
-{
-    host.set_config("torrent_conf", "1,2,3,4,5,6,7");
-    expect_cleared(host, get_torrent_config);
-    expect_cleared(host, get_entware_config);
-    EXPECT_EQ(host.transcript(), "");
-}
-
-TEST_F(Registry, RecordsOfLaterVersionsMayBeNull)
-{
-    EXPECT_EQ(host.call([] { return get_torrent_config(nullptr); }), 0);
-    EXPECT_EQ(host.call([] { return get_entware_config(nullptr); }), 0);
-}
-
-TEST_F(Registry, PackageEnvironmentHasNothingToTakeDown)
-{
-    EXPECT_EQ(host.call(fini_entware), 0);
-    EXPECT_EQ(host.transcript(), "");
-}
 
 } // namespace

@@ -54,6 +54,11 @@ const std::string services_stopped = "run killall serviced -> 1\n"
                                      "run /usr/bin/killall transmission-daemon -> 1\n"
                                      "run /usr/bin/killall minidlna -> 1\n"
                                      "run /usr/bin/killall telnetd -> 1\n"
+                                     "run /usr/bin/killall telnetd -> 1\n"
+                                     "run /sbin/iptables -D INPUT -p tcp ! -i br-lan --dport 23 -j DROP -> 0\n"
+                                     "run /bin/umount /tmp/cur/proc -> 0\n"
+                                     "unlink /tmp/cur -> failed\n"
+                                     "set-status entware = 0\n"
                                      "run /usr/bin/killall smbd -> 1\n"
                                      "stderr: /usr/bin/killall smbd\n"
                                      "list smbd -> 0\n"
@@ -668,7 +673,7 @@ TEST_F(Hotplug, RemovalDoesNotTouchTheRemovedFlag)
     host.set_status("usbremove.sda", "1");
     host.set_status("usbremove.sda1", "1");
     perform("remove,sda1,1,10");
-    EXPECT_EQ(host.count_lines("set-status"), 0);
+    EXPECT_EQ(host.count_lines("set-status usbremove"), 0);
     EXPECT_EQ(host.count_lines("remove-status"), 0);
 }
 
