@@ -1,8 +1,9 @@
-/* The package environment: a small userland with the opkg package manager in a folder of a disk, entered through the link
- * /tmp/cur, with a telnet login from the LAN.
+/* The package environment: a small userland with the opkg package manager in a folder of a disk, entered through the
+ * link /tmp/cur, with a telnet login from the LAN.
  *
- * The settings are "entware_run" ("1" or "0"), "entware_hddname" and "entware_folder". The status is kept as the integer
- * status "entware". The step and the time of a running installation are the process's own: poll it from one thread only.
+ * The settings are "entware_run" ("1" or "0"), "entware_hddname" and "entware_folder". The status is kept as the
+ * integer status "entware". The step and the time of a running installation are the process's own: poll it from one
+ * thread only.
  */
 #ifndef NAS_ENTWARE_H
 #define NAS_ENTWARE_H
@@ -60,11 +61,13 @@ int fini_entware(void);
  * Returns 0; -1 when init_entware did. */
 int entware_callback(const char *mode);
 
-/* To be called every three seconds while `active` is set: fetches the server's information (30 seconds at most), then the
- * install script that it names (30), runs it in the chroot (120), and ends with status 2 or 9; a step that overruns
+/* To be called every three seconds while `active` is set: fetches the server's information (30 seconds at most), then
+ * the install script that it names (30), runs it in the chroot (120), and ends with status 2 or 9; a step that overruns
  * its time has its job ended by SIGTERM. Never waits: the jobs run in the background, their pid in
- * /tmp/entware_download.pid. A poll with a status other than 1 begins anew, unless the package manager is there. Sets
- * `active` and `interval` to 1 and 3, or to 0 at the end. Returns 0. */
+ * /tmp/entware_download.pid. An install script of an earlier time is removed first; an address that holds a tab or
+ * begins with "-" or "#" is refused. A poll with status 0, 2 or 9 begins anew, unless the package manager is there;
+ * one with a status that is none of the above does nothing. Without /tmp/cur it ends with status 9. Sets `active` and
+ * `interval` to 1 and 3, or to 0 at the end. Returns 0. */
 int entware_download_callback(struct PeriodicCallbackRecord *record);
 
 NAS_END_DECLS

@@ -1,7 +1,7 @@
 /* Sharing of a USB printer by CUPS, as the queue "nalVEX_Printer".
  *
- * The settings are "cupsd_conf" (printing is on; 1 when absent) and "cupsd_remote_conf" (also from the WAN; 0 when absent).
- * The library registers the printer; CUPS's own configuration is the host's.
+ * The settings are "cupsd_conf" (printing is on; 1 when absent) and "cupsd_remote_conf" (also from the WAN; 0 when
+ * absent). The library registers the printer; CUPS's own configuration is the host's.
  */
 #ifndef NAS_PRINTER_H
 #define NAS_PRINTER_H
@@ -35,14 +35,15 @@ int get_cupsd_config(struct CupsdConfig *config);
 /* Writes both settings as "1" or "0". Returns 0. */
 int set_cupsd_config(const struct CupsdConfig *config);
 
-/* Switches the USB LED off unless the port is in use otherwise (turnoff_usbled). `unused` is not looked at. Returns 0. */
+/* Switches the USB LED off unless the port is in use otherwise (turnoff_usbled). Returns 0, whatever `unused` is. */
 int turnoff_cupsled(int unused);
 
 /* To be called every four seconds from when a printer is plugged in: looks for its device URI (lpinfo, through
- * /tmp/cups_printer) and registers it as "nalVEX_Printer" when CUPS has no queue yet. Success is logged ("@{83}") and lights the
- * LED of "lp0"; all else that happens is told on standard error. A URI that holds `$`, a backquote, a double quote or a
- * backslash is not registered. With a run count of 6 it gives up and empties /tmp/var/spool/cups. Sets `active` and
- * `interval` to 1 and 4, or to 0 when it need not be called again. Returns 0. */
+ * /tmp/cups_printer) and registers it as "nalVEX_Printer" when CUPS has no queue yet. Success is logged ("@{83}") and
+ * lights the LED of "lp0"; that the server does not run, no printer is found or a queue is there is told on standard
+ * error, as is a URI that is not registered because it holds `$`, a backquote, a double quote or a backslash
+ * ("Printer address refused"). With a run count of 6 or more it gives up and empties /tmp/var/spool/cups. Sets
+ * `active` and `interval` to 1 and 4, or to 0 when it need not be called again. Returns 0. */
 int lp_callback(struct PeriodicCallbackRecord *record);
 
 NAS_END_DECLS

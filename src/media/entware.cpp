@@ -5,9 +5,9 @@
 #include "platform/device.h"
 #include "platform/process.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "storage/disk.h"
 #include "support/line_reader.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/text.h"
 
@@ -91,64 +91,37 @@ int unlink_dir_for_entware(void)
     return 0;
 }
 
-// What makes the folder a root that programs can run in. On a folder that was filled before, much of it fails.
-static constexpr char build_commands[] = "/bin/mkdir /tmp/cur/bin\0"
-                                         "/bin/mkdir /tmp/cur/sys\0"
-                                         "/bin/mkdir /tmp/cur/lib\0"
-                                         "/bin/mkdir /tmp/cur/usr\0"
-                                         "/bin/mkdir /tmp/cur/usr/bin\0"
-                                         "/bin/mkdir /tmp/cur/tmp\0"
-                                         "/bin/mkdir /tmp/cur/tmp/var\0"
-                                         "/bin/mkdir /tmp/cur/tmp/var/run\0"
-                                         "/bin/mkdir /tmp/cur/var\0"
-                                         "/bin/mkdir /tmp/cur/var/log\0"
-                                         "/bin/mkdir /tmp/cur/var/run\0"
-                                         "/bin/mkdir /tmp/cur/etc\0"
-                                         "/bin/mkdir /tmp/cur/opt\0"
-                                         "/bin/mkdir /tmp/cur/home\0"
-                                         "/bin/mkdir /tmp/cur/dev\0"
-                                         "/bin/mkdir /tmp/cur/proc\0"
-                                         "/bin/mount /proc /tmp/cur/proc\0"
-                                         "/bin/cp -ra /bin/busybox /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/sh /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/chmod /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/echo /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/cp /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/ln /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/ls /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/vi /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/cat /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/mv /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/rm /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/mkdir /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/pidof /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /bin/sleep /tmp/cur/bin/\0"
-                                         "/bin/cp -ra /usr/bin/wget /tmp/cur/usr/bin/\0"
-                                         "/bin/cp -ra /usr/bin/[ /tmp/cur/usr/bin/\0"
-                                         "/bin/cp -ra /usr/bin/[[ /tmp/cur/usr/bin/\0"
-                                         "/bin/cp -ra /lib/ld-uClibc* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/ld-* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libc-* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libnss* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libc.* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libcrypt-* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libcrypt.* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libcurl.so* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libdl* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libm-* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libm.* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libnsl* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libpthread* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libresolv* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libuClibc* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/libgcc* /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /lib/librpc.so /tmp/cur/lib/\0"
-                                         "/bin/cp -ra /etc/resolv.conf /tmp/cur/etc/\0"
-                                         "/bin/mknod -m664 /tmp/cur/dev/null c 1 3\0"
-                                         "/bin/mknod -m664 /tmp/cur/dev/zero c 1 5\0"
-                                         "/bin/mknod -m664 /tmp/cur/dev/full c 1 7\0"
-                                         "/bin/mknod -m664 /tmp/cur/dev/random c 1 8\0"
-                                         "/bin/mknod -m664 /tmp/cur/dev/urandom c 1 9\0";
+// Of a list of words that ends in an empty one.
+static const char *next_word(const char *word)
+{
+    return word + strlen(word) + 1;
+}
+
+// Makes the folder a root that programs can run in. On a folder that was filled before, much of it fails.
+static void fill_root()
+{
+    static constexpr char folders[] = "bin\0sys\0lib\0usr\0usr/bin\0tmp\0tmp/var\0tmp/var/run\0"
+                                      "var\0var/log\0var/run\0etc\0opt\0home\0dev\0proc\0";
+    static constexpr char programs[] = "busybox\0sh\0chmod\0echo\0cp\0ln\0ls\0vi\0cat\0mv\0rm\0mkdir\0pidof\0sleep\0";
+    static constexpr char user_programs[] = "wget\0[\0[[\0";
+    static constexpr char libraries[] = "ld-uClibc*\0ld-*\0libc-*\0libnss*\0libc.*\0libcrypt-*\0libcrypt.*\0"
+                                        "libcurl.so*\0libdl*\0libm-*\0libm.*\0libnsl*\0libpthread*\0libresolv*\0"
+                                        "libuClibc*\0libgcc*\0librpc.so\0";
+    static constexpr char devices[] = "null c 1 3\0zero c 1 5\0full c 1 7\0random c 1 8\0urandom c 1 9\0";
+
+    for (const char *name = folders; *name != '\0'; name = next_word(name))
+        system2("/bin/mkdir /tmp/cur/%s", name);
+    system("/bin/mount /proc /tmp/cur/proc");
+    for (const char *name = programs; *name != '\0'; name = next_word(name))
+        system2("/bin/cp -ra /bin/%s /tmp/cur/bin/", name);
+    for (const char *name = user_programs; *name != '\0'; name = next_word(name))
+        system2("/bin/cp -ra /usr/bin/%s /tmp/cur/usr/bin/", name);
+    for (const char *name = libraries; *name != '\0'; name = next_word(name))
+        system2("/bin/cp -ra /lib/%s /tmp/cur/lib/", name);
+    system("/bin/cp -ra /etc/resolv.conf /tmp/cur/etc/");
+    for (const char *device = devices; *device != '\0'; device = next_word(device))
+        system2("/bin/mknod -m664 /tmp/cur/dev/%s", device);
+}
 
 static void start_telnet()
 {
@@ -181,8 +154,7 @@ int init_entware(void)
 {
     if (link_dir_for_entware() != 0)
         return -1;
-    for (const char *command = build_commands; *command != '\0'; command += strlen(command) + 1)
-        system(command);
+    fill_root();
     if (file_exists(opkg_path) != 0) {
         set_entware_status(NAS_ENTWARE_INSTALLED);
         update_entware_telnetd();
@@ -241,8 +213,8 @@ static int read_entware_info(ScriptAddress &address)
         remove_shell_characters(line);
     } while (line[0] == '\0');
     copy_text(address, line);
-    // Either would be read as something else than the one address.
-    return strchr(address, '\t') == nullptr && address[0] != '-' ? 1 : 0;
+    // A second word, an option, or a comment that hides the rest of the command.
+    return strchr(address, '\t') == nullptr && address[0] != '-' && address[0] != '#' ? 1 : 0;
 }
 
 static int enter_step(int next)
@@ -361,8 +333,7 @@ static int entware_download_step()
 
 static int end_installation(PeriodicCallbackRecord *record, int status)
 {
-    record->active = 0;
-    record->interval = 0;
+    call_again(*record, never);
     set_entware_status(status);
     if (status == NAS_ENTWARE_INSTALLED)
         update_entware_telnetd();
@@ -382,8 +353,7 @@ int entware_download_callback(PeriodicCallbackRecord *record)
         return end_installation(record, NAS_ENTWARE_FAILED);
     if (file_exists(opkg_path) != 0 && !job_runs())
         return end_installation(record, NAS_ENTWARE_INSTALLED);
-    record->interval = poll_interval;
-    record->active = 1;
+    call_again(*record, poll_interval);
     switch (entware_download_step()) {
     case step_done:
         return end_installation(record, NAS_ENTWARE_INSTALLED);

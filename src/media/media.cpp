@@ -3,10 +3,9 @@
 #include "nas/util.h"
 #include "platform/process.h"
 #include "platform/store.h"
-#include "storage/disk.h"
+#include "service/callback.h"
 #include "support/conf_file.h"
 #include "support/message.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -160,15 +159,8 @@ int media_callback(const char *mode)
 
     const bool was_running = daemon_runs("minidlna");
     kill_and_wait_media_server(1, 3);
-    if (!call.forced && (config.enabled == 0 || call.nomount)) {
-        if (was_running)
-            log_event(event_stopped, source_media);
+    if (stays_stopped(call, config.enabled, was_running, source_media) || !finds_disk(config.disk_name, source_media))
         return 0;
-    }
-    if (!is_disk_mounted(config.disk_name)) {
-        log_event(event_disk_not_mounted, source_media);
-        return 0;
-    }
     configure_media_server(config);
     if (check_reload_db(&config) == 1)
         system2("/sbin/minidlna -R -f %s", conf_path);

@@ -5,10 +5,9 @@
 #include "platform/network.h"
 #include "platform/process.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "service/exposure.h"
-#include "storage/disk.h"
 #include "support/message.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -148,15 +147,9 @@ int torrent_callback(const char *mode)
     flush_nat_chain(chain);
     if (config.port != 0)
         withdraw_port(config.port);
-    if (!call.forced && (config.enabled == 0 || call.nomount)) {
-        if (was_running)
-            log_event(event_stopped, source_torrent);
+    if (stays_stopped(call, config.enabled, was_running, source_torrent) ||
+        !finds_disk(config.disk_name, source_torrent))
         return 0;
-    }
-    if (!is_disk_mounted(config.disk_name)) {
-        log_event(event_disk_not_mounted, source_torrent);
-        return 0;
-    }
     sleep(1);
     open_port(config, lan);
     if (start_daemon(config, user))

@@ -6,6 +6,7 @@
 #include "platform/process.h"
 #include "platform/request.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -122,34 +123,27 @@ static bool recognize_printer()
     return register_printer(uri);
 }
 
-static void stop_calling(PeriodicCallbackRecord *record)
-{
-    record->active = 0;
-    record->interval = 0;
-}
-
 int lp_callback(PeriodicCallbackRecord *record)
 {
     if (!daemon_runs("cupsd")) {
         fputs("No Cupsd Running\n", stderr);
-        stop_calling(record);
+        call_again(*record, never);
         return 0;
     }
     if (record->run_count >= recognition_runs) {
         fputs("Timeout for Printer Recognization\n", stderr);
         turnoff_cupsled(0);
-        system2("/bin/rm -rf %s/*", "/tmp/var/spool/cups");
-        stop_calling(record);
+        system("/bin/rm -rf /tmp/var/spool/cups/*");
+        call_again(*record, never);
         return 0;
     }
-    record->active = 1;
-    record->interval = recognition_interval;
+    call_again(*record, recognition_interval);
     if (!recognize_printer()) {
         turnoff_cupsled(0);
         return 0;
     }
     syslog_msg(1, event_printer_ready);
     turnon_usbled_by_silent_control("lp0");
-    stop_calling(record);
+    call_again(*record, never);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "platform/process.h"
 #include "platform/request.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "service/process.h"
 
 #include <cstdio>
@@ -109,8 +110,7 @@ static void stop_tethering()
 int tethering_callback(PeriodicCallbackRecord *record)
 {
     const bool enabled = get_usb_tethering_op() != 0;
-    record->active = enabled ? 1 : 0;
-    record->interval = enabled ? check_interval : 0;
+    call_again(*record, enabled ? check_interval : never);
     // The cable has priority.
     if (!enabled || get_wan_link(wan) != 0 || get_ifexist(phone) == 0) {
         stop_tethering();

@@ -7,11 +7,10 @@
 #include "platform/process.h"
 #include "platform/registration.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "service/exposure.h"
-#include "storage/disk.h"
 #include "support/conf_file.h"
 #include "support/message.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -199,15 +198,9 @@ int nas::run_cloud_service(const CloudService &service, const char *mode)
         return register_cloud_service(service, config, 1);
 
     const bool was_running = stop_daemon(service, config.port);
-    if (!call.forced && (config.enable == 0 || call.nomount)) {
-        if (was_running)
-            log_event(event_stopped, service.source);
+    if (stays_stopped(call, config.enable, was_running, service.source) ||
+        !finds_disk(config.disk_name, service.source))
         return 0;
-    }
-    if (!is_disk_mounted(config.disk_name)) {
-        log_event(event_disk_not_mounted, service.source);
-        return 0;
-    }
     CloudShareConfig first_lines = config;
     keep_first_lines(first_lines);
     configure_daemon(service, first_lines);

@@ -5,11 +5,11 @@
 #include "platform/network.h"
 #include "platform/process.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "service/exposure.h"
 #include "share/share.h"
 #include "support/conf_file.h"
 #include "support/message.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -446,11 +446,8 @@ int ftp_callback(const char *mode)
 
     const bool was_running = stop_ftp_daemon(config);
     write_charset_file(config);
-    if (!call.forced && (config.enable == 0 || call.nomount)) {
-        if (was_running)
-            log_event(event_stopped, source_ftp);
+    if (stays_stopped(call, config.enable, was_running, source_ftp))
         return 0;
-    }
     sleep(1);
     open_ports(config, call.forced, lan);
     system2("/sbin/proftpd -c %s", conf_path);

@@ -4,10 +4,10 @@
 #include "nas/util.h"
 #include "platform/process.h"
 #include "platform/store.h"
+#include "service/callback.h"
 #include "share/share.h"
 #include "support/conf_file.h"
 #include "support/message.h"
-#include "support/mode.h"
 #include "support/record.h"
 #include "support/shell.h"
 #include "support/text.h"
@@ -391,11 +391,8 @@ int samba_callback(const char *mode)
     write_samba_conf(config, users, internal_disk);
 
     const bool was_running = stop_samba_daemons(internal_disk);
-    if (!call.forced && (config.enabled == 0 || call.nomount)) {
-        if (was_running)
-            log_event(event_stopped, source_samba);
+    if (stays_stopped(call, config.enabled, was_running, source_samba))
         return 0;
-    }
     sleep(1);
     add_passwords(users);
     system("/sbin/smbd -D");

@@ -7,6 +7,7 @@
 #include "platform/device.h"
 #include "platform/process.h"
 #include "platform/request.h"
+#include "service/callback.h"
 #include "storage/volume_list.h"
 #include "support/record.h"
 #include "support/text.h"
@@ -225,8 +226,7 @@ int fuse_callback(PeriodicCallbackRecord *record)
 
     if (!any)
         puts("fuse_callback -----> No Fuse fs. Stop callback");
-    record->active = any ? 1 : 0;
-    record->interval = any ? watchdog_seconds : 0;
+    call_again(*record, any ? watchdog_seconds : never);
     return 0;
 }
 
