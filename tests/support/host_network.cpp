@@ -112,7 +112,10 @@ int get_default_gateway(const char *ifname, char *gateway)
 
 int set_default_gateway(const char *ifname, const char *gateway)
 {
-    return record({"gateway", ifname, gateway});
+    const HostsOwnDoing mine;
+    const bool refused = host().network.refused_routes.contains(ifname);
+    host().record_act(words({"gateway", ifname, gateway}), !refused);
+    return refused ? -1 : 0;
 }
 
 int set_default_gateway2(const char *ifname, const char *ip, const char *mask, const char *gateway)
@@ -120,9 +123,12 @@ int set_default_gateway2(const char *ifname, const char *ip, const char *mask, c
     return record({"gateway2", ifname, ip, mask, gateway});
 }
 
-int check_default_gateway(const char *, const char *, const char *)
+int check_default_gateway(const char *gateway, const char *ip, const char *mask)
 {
-    return host().network.gateway_fits ? 0 : -1;
+    const HostsOwnDoing mine;
+    const int result = host().network.gateway_check;
+    host().record(words({"check-gateway", gateway, ip, mask}) + " -> " + std::to_string(result));
+    return result;
 }
 
 int local_gateway_is_default_gateway(void)
@@ -152,10 +158,10 @@ int get_hwaddr_flash_raw(const char *ifname, unsigned char *octets)
     return 0;
 }
 
-int get_dns_shadow(const char *ifname, const char *, char *dns1, char *dns2)
+int get_dns_shadow(const char *ifname, const char *type, char *dns1, char *dns2)
 {
     const HostsOwnDoing mine;
-    const auto found = host().network.dns.find(ifname);
+    const auto found = host().network.dns.find(words({ifname, type}));
     if (found == host().network.dns.end() || found->second.size() != 2)
         return -1;
     put(dns1, found->second[0]);

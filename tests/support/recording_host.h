@@ -12,6 +12,7 @@
 //   write PATH                      chmod MODE PATH               mkdir MODE PATH
 //   unlink PATH                     symlink TARGET PATH           rename FROM TO      rmdir PATH
 //   stdout: LINE                    stderr: LINE
+//   check-gateway GATEWAY ADDRESS MASK -> RESULT
 // and one for each setting of network and device. An act that failed ends in " -> failed".
 // Between two acts the library's lines on standard error stand before those on standard output.
 #ifndef NAS_TESTS_RECORDING_HOST_H
@@ -84,11 +85,12 @@ struct NetworkFacts {
     std::map<std::string, std::string> wan_type;         // per WAN
     std::map<std::string, std::string> hw_ifname;        // per WAN
     std::vector<std::string> static_wan;                 // interface, address, mask, gateway
-    std::map<std::string, std::vector<std::string>> dns; // two per interface
+    std::map<std::string, std::vector<std::string>> dns; // two per interface and type: "eth1 static"
     std::vector<int> ftp_private_ports;
     int next_ftp_private_port = 0;
     bool gateway_is_local = false;
-    bool gateway_fits = true;
+    int gateway_check = 0;                // of check_default_gateway
+    std::set<std::string> refused_routes; // interfaces that no default gateway can be set for
     bool dns_is_automatic = true;
 };
 

@@ -428,6 +428,41 @@ TEST_F(Recording, NetworkAnswers)
     EXPECT_EQ(host.transcript(), "gateway wan1 (none)\n");
 }
 
+TEST_F(Recording, RoutesAreAnsweredAsSetUp)
+{
+    int checked = 0;
+    int set = 0;
+    const auto route = [&] {
+        checked = check_default_gateway("192.0.2.1", "192.0.2.7", "255.255.255.0");
+        set = set_default_gateway("eth1", "192.0.2.1");
+    };
+    act(host, route);
+    EXPECT_EQ(checked, 0);
+    EXPECT_EQ(set, 0);
+    host.network.gateway_check = 2;
+    host.network.refused_routes.insert("eth1");
+    act(host, route);
+    EXPECT_EQ(checked, 2);
+    EXPECT_EQ(set, -1);
+    EXPECT_EQ(host.transcript(), "check-gateway 192.0.2.1 192.0.2.7 255.255.255.0 -> 0\n"
+                                 "gateway eth1 192.0.2.1\n"
+                                 "check-gateway 192.0.2.1 192.0.2.7 255.255.255.0 -> 2\n"
+                                 "gateway eth1 192.0.2.1 -> failed\n");
+}
+
+TEST_F(Recording, DnsServersAreThoseOfInterfaceAndType)
+{
+    host.network.dns["eth1 static"] = {"192.0.2.53", "192.0.2.54"};
+    char first[NAS_ADDRESS_SIZE] = "#";
+    char second[NAS_ADDRESS_SIZE] = "#";
+    EXPECT_EQ(get_dns_shadow("eth1", "dynamic", first, second), -1);
+    EXPECT_EQ(get_dns_shadow("eth0", "static", first, second), -1);
+    EXPECT_STREQ(first, "#");
+    EXPECT_EQ(get_dns_shadow("eth1", "static", first, second), 0);
+    EXPECT_STREQ(first, "192.0.2.53");
+    EXPECT_STREQ(second, "192.0.2.54");
+}
+
 TEST_F(Recording, Base64)
 {
     char text[16];
