@@ -1,5 +1,7 @@
 #include "golden/golden_case.h"
 
+#include "support/sysfs.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -127,6 +129,14 @@ std::string next_word(std::string_view &text)
     return word;
 }
 
+std::vector<std::string> words_of(std::string_view text)
+{
+    std::vector<std::string> all;
+    while (!text.empty())
+        all.push_back(next_word(text));
+    return all;
+}
+
 mode_t octal(const std::string &text)
 {
     return static_cast<mode_t>(std::stoul(text, nullptr, 8));
@@ -196,6 +206,69 @@ struct Setup {
         }
     }
 
+    // The USB LED's mode, and the hours that it is dark from and to.
+    void set_leds(std::string_view rest)
+    {
+        const int mode = std::stoi(next_word(rest));
+        const int start = std::stoi(next_word(rest));
+        host.device.silent_leds =
+            LedSilentControl{.mode = mode, .start_hour = start, .end_hour = std::stoi(std::string(rest))};
+    }
+
+    void plug_in(std::string_view device)
+    {
+        if (device == "phone")
+            plug(sandbox, host, usb::phone);
+        else if (device == "printer")
+            plug(sandbox, host, usb::printer);
+        else
+            golden.complaint = "unknown device: " + std::string(device);
+    }
+
+    // The command of the line before leaves the text in a file.
+    void leave_file(std::string_view rest)
+    {
+        if (host.commands.empty()) {
+            golden.complaint = "no command leaves " + std::string(rest);
+            return;
+        }
+        const std::string path = unescape(next_word(rest));
+        host.commands.back().effect = [this_sandbox = &sandbox, path, text = unescape(rest)] {
+            this_sandbox->put_file(path, text);
+        };
+    }
+
+    // What a router with a phone on its USB port knows of its WAN; false when the word is none of these.
+    bool apply_wan_fact(const std::string &word, std::string_view rest)
+    {
+        if (word == "interface") {
+            host.network.interfaces.insert(std::string(rest));
+        } else if (word == "wan-link") {
+            host.network.links.insert("wan1");
+        } else if (word == "wan-set-up") {
+            host.network.set_up.insert("wan1");
+        } else if (word == "wan-type") {
+            host.network.wan_type["wan1"] = rest;
+        } else if (word == "wan-hardware") {
+            host.network.hw_ifname["wan1"] = rest;
+        } else if (word == "static-wan") {
+            host.network.static_wan = words_of(rest);
+        } else if (word == "dns") {
+            const std::string ifname = next_word(rest);
+            const std::string type = next_word(rest);
+            host.network.dns[ifname + " " + type] = words_of(rest);
+        } else if (word == "fixed-dns") {
+            host.network.dns_is_automatic = false;
+        } else if (word == "gateway-check") {
+            host.network.gateway_check = std::stoi(std::string(rest));
+        } else if (word == "refuses-route") {
+            host.network.refused_routes.insert(std::string(rest));
+        } else {
+            return false;
+        }
+        return true;
+    }
+
     // Network and device; false when the word is none of theirs.
     bool apply_fact(const std::string &word, std::string_view rest)
     {
@@ -213,8 +286,12 @@ struct Setup {
             host.network.gateway_is_local = true;
         else if (word == "factory")
             host.device.factory_test_mode = true;
+        else if (word == "leds")
+            set_leds(rest);
+        else if (word == "usb")
+            plug_in(rest);
         else
-            return false;
+            return apply_wan_fact(word, rest);
         return true;
     }
 
@@ -237,6 +314,10 @@ struct Setup {
                 golden.mode = std::string(rest);
         } else if (word == "origin") {
             golden.origin = std::string(rest);
+        } else if (word == "run-count") {
+            golden.run_count = std::stoi(std::string(rest));
+        } else if (word == "leaves") {
+            leave_file(rest);
         } else if (word == "ddns") {
             put_ddns(rest);
         } else if (word == "neighbour") {

@@ -26,6 +26,7 @@ struct GoldenCase {
     std::string function;
     std::optional<std::string> mode;   // none: null
     std::optional<std::string> origin; // none: null
+    int run_count = 0;                 // of a periodic callback's record
     std::string complaint;             // what is wrong with the case itself
 };
 

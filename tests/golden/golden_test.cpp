@@ -5,8 +5,11 @@
 #include "nas/exposure.h"
 #include "nas/ftp.h"
 #include "nas/media.h"
+#include "nas/printer.h"
 #include "nas/samba.h"
+#include "nas/tethering.h"
 #include "nas/web.h"
+#include "platform/device.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +51,38 @@ Callback find_callback(const std::string &name)
     return found == callbacks.end() ? nullptr : found->second;
 }
 
+using PeriodicCallback = int (*)(PeriodicCallbackRecord *record);
+
+PeriodicCallback find_periodic_callback(const std::string &name)
+{
+    static const std::map<std::string, PeriodicCallback> callbacks = {
+        {"lp_callback", lp_callback},
+        {"tethering_callback", tethering_callback},
+    };
+    const auto found = callbacks.find(name);
+    return found == callbacks.end() ? nullptr : found->second;
+}
+
+// Calls the function. Returns the last lines of the transcript: what a periodic callback left in its record, and the
+// result; an empty text when nothing is so named.
+std::string call(const GoldenCase &golden, nas_test::RecordingHost &host)
+{
+    if (const Callback callback = find_callback(golden.function)) {
+        const int result = host.call(callback, golden.mode ? golden.mode->c_str() : nullptr,
+                                     golden.origin ? golden.origin->c_str() : nullptr);
+        return "result " + std::to_string(result) + "\n";
+    }
+    if (const PeriodicCallback callback = find_periodic_callback(golden.function)) {
+        PeriodicCallbackRecord record;
+        std::memset(&record, 0x5a, sizeof record);
+        record.run_count = golden.run_count;
+        const int result = host.call(callback, &record);
+        return "record active " + std::to_string(record.active) + ", interval " + std::to_string(record.interval) +
+               "\nresult " + std::to_string(result) + "\n";
+    }
+    return {};
+}
+
 bool updates()
 {
     const char *const wish = std::getenv("NAS_UPDATE_GOLDEN");
@@ -71,12 +106,9 @@ TEST_P(Golden, Case)
 {
     const GoldenCase golden = nas_test::set_up_golden_case(GetParam(), sandbox, host);
     ASSERT_EQ(golden.complaint, "");
-    const Callback callback = find_callback(golden.function);
-    ASSERT_NE(callback, nullptr) << "no callback is named \"" << golden.function << "\"";
-    const int result = host.call(callback, golden.mode ? golden.mode->c_str() : nullptr,
-                                 golden.origin ? golden.origin->c_str() : nullptr);
-    const GoldenState actual = {host.transcript() + "result " + std::to_string(result) + "\n", nas_test::list_tree(),
-                                nas_test::read_tree_files()};
+    const std::string ending = call(golden, host);
+    ASSERT_NE(ending, "") << "no callback is named \"" << golden.function << "\"";
+    const GoldenState actual = {host.transcript() + ending, nas_test::list_tree(), nas_test::read_tree_files()};
     if (updates()) {
         nas_test::write_expectation(GetParam(), actual);
         std::cout << "REWRITTEN: the expectation of " << GetParam() << "; read the difference before you commit it\n";
