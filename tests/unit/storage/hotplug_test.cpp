@@ -466,6 +466,15 @@ TEST_F(Hotplug, PhoneIsNotLoggedWithoutTethering)
     }
 }
 
+TEST_F(Hotplug, AnySettingButZeroIsTethering)
+{
+    for (const char *on : {"2", "-5"}) {
+        host.set_config("usb_tethering", on);
+        EXPECT_EQ(event("add", "/class/net/usb0"), "log 1 @{125}\n") << on;
+        EXPECT_EQ(event("remove", "/class/net/usb0"), "log 1 @{124}\n") << on;
+    }
+}
+
 TEST_F(Hotplug, DeviceOfAPhoneIsLogged)
 {
     enable_tethering();
