@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -1070,11 +1071,42 @@ TEST_F(UsbDev, StorageIsInUseWhileMounted)
     EXPECT_EQ(host.statfs_calls, 0);
 }
 
+TEST_F(UsbDev, PrinterIsInUseWhilePrintingIsOn)
+{
+    plug(usb::printer);
+    EXPECT_EQ(host.call(check_usbdev_is_active, 1), 1); // where nothing is set
+    host.set_config("cupsd_remote_conf", "0");
+    for (const auto &[text, setting] : std::map<std::string, int>{{"1", 1}, {"5", 5}, {"-3", -3}}) {
+        host.set_config("cupsd_conf", text);
+        EXPECT_EQ(host.call(check_usbdev_is_active, 1), setting) << text;
+    }
+    for (const int index : {0, 2, -1})
+        EXPECT_EQ(host.call(check_usbdev_is_active, index), 0) << index;
+}
+
 TEST_F(UsbDev, PrinterIsNotInUseWhilePrintingIsOff)
 {
     plug(usb::printer);
-    host.set_config("cupsd_conf", "0");
     host.network.interfaces.insert("lte0");
+    host.set_config("cupsd_remote_conf", "1");
+    for (const char *off : {"0", "", "off"}) {
+        host.set_config("cupsd_conf", off);
+        EXPECT_EQ(host.call(check_usbdev_is_active, 1), 0) << off;
+    }
+}
+
+TEST_F(UsbDev, PrinterAloneDecidesForItsDisk)
+{
+    plug(usb::printer_with_disk);
+    EXPECT_EQ(host.call(check_usbdev_is_active, 1), 1);
+    host.set_config("cupsd_conf", "0");
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/A vfat rw 0 0\n");
+    EXPECT_EQ(host.call(check_usbdev_is_active, 1), 0);
+}
+
+TEST_F(UsbDev, PrinterWithoutNodeIsNotInUse)
+{
+    plug(usb::printer_without_node);
     EXPECT_EQ(host.call(check_usbdev_is_active, 1), 0);
 }
 
@@ -1162,6 +1194,22 @@ TEST_F(UsbDev, LedGoesOffUnlessTheDeviceIsInUse)
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/A vfat rw 0 0\n");
     EXPECT_EQ(host.call(turnoff_usbled), 0);
     EXPECT_EQ(host.transcript(), "popen /usr/bin/find /sys/bus/usb/devices//1-1:1.0/.. | grep sda\n");
+}
+
+TEST_F(UsbDev, LedStaysOnForAPrinterWhilePrintingIsOn)
+{
+    const std::string find_printer = "popen /usr/bin/find /sys/bus/usb/devices//1-3:1.0/.. | grep lp0\n";
+    plug(usb::printer);
+    EXPECT_EQ(host.call(turnoff_usbled), 0);
+    EXPECT_EQ(host.transcript(), find_printer);
+    host.forget();
+    host.set_config("cupsd_conf", "-3");
+    EXPECT_EQ(host.call(turnoff_usbled), 0);
+    EXPECT_EQ(host.transcript(), find_printer);
+    host.forget();
+    host.set_config("cupsd_conf", "0");
+    EXPECT_EQ(host.call(turnoff_usbled), 0);
+    EXPECT_EQ(host.transcript(), find_printer + "led 1 0\n");
 }
 
 TEST_F(UsbDev, LedStaysOnForAPhoneInUse)
