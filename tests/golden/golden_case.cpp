@@ -225,19 +225,6 @@ struct Setup {
             golden.complaint = "unknown device: " + std::string(device);
     }
 
-    // The command of the line before leaves the text in a file.
-    void leave_file(std::string_view rest)
-    {
-        if (host.commands.empty()) {
-            golden.complaint = "no command leaves " + std::string(rest);
-            return;
-        }
-        const std::string path = unescape(next_word(rest));
-        host.commands.back().effect = [this_sandbox = &sandbox, path, text = unescape(rest)] {
-            this_sandbox->put_file(path, text);
-        };
-    }
-
     // What a router with a phone on its USB port knows of its WAN; false when the word is none of these.
     bool apply_wan_fact(const std::string &word, std::string_view rest)
     {
@@ -304,6 +291,20 @@ struct Setup {
         host.device.ddns["kelsto_router"] = {account};
     }
 
+    // The command of the line before does to the world what this line says.
+    void add_effect(std::string_view line)
+    {
+        const bool known = line.starts_with("dir ") || line.starts_with("file ") || line.starts_with("link ") ||
+                           line.starts_with("process ");
+        if (!known || host.commands.empty()) {
+            golden.complaint = "no effect, or of no command: " + std::string(line);
+            return;
+        }
+        host.commands.back().effect = [&box = sandbox, &world = host, effect = std::string(line)] {
+            Setup{box, world}.apply(effect);
+        };
+    }
+
     void apply(std::string_view line)
     {
         std::string_view rest = line;
@@ -316,8 +317,6 @@ struct Setup {
             golden.origin = std::string(rest);
         } else if (word == "run-count") {
             golden.run_count = std::stoi(std::string(rest));
-        } else if (word == "leaves") {
-            leave_file(rest);
         } else if (word == "ddns") {
             put_ddns(rest);
         } else if (word == "neighbour") {
@@ -346,6 +345,8 @@ struct Setup {
         } else if (word == "exits") {
             const std::vector<int> statuses = numbers(next_word(rest));
             host.on_command(unescape(rest), statuses);
+        } else if (word == "does") {
+            add_effect(rest);
         } else if (word == "fails") {
             failing_paths.push_back(unescape(rest));
         } else if (!apply_fact(word, rest)) {
