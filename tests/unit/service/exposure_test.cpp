@@ -70,23 +70,26 @@ TEST_F(Exposure, RelayWalksTheTableAndSkipsServicesWithoutPorts)
     mount_disk();
     set_up_media();
     host.set_config("samba_conf", "1,Router,HOME,0,0,1,1");
-    host.set_status("entware", "1");
+    host.set_config("entware_run", "1");
     EXPECT_EQ(relay("1,2121,8080,UTF-8,0"), "upnp upnp:service,A,tcp,2121,2121,ns_ftp_2121\n"
                                             "upnp upnp:service,A,tcp,8080,8080,ns_ftp_8080\n");
 }
 
 TEST_F(Exposure, RelayAnnouncesTheRemoteServicesInOrderOfTheTable)
 {
-    host.set_config("nalvexcloud_conf", "1,2873,Disk1"); // no disk is needed
+    host.set_config("torrent_conf", "1,0,0,0,9091"); // no disk is needed
+    host.set_config("nalvexcloud_conf", "1,2873,Disk1");
     host.set_config("rsync_conf", "1,1873,Disk1");
     host.set_config("url_conf", "1,8000,0");
     EXPECT_EQ(relay("1,2121,8080,UTF-8,0"), "upnp upnp:service,A,tcp,2121,2121,ns_ftp_2121\n"
                                             "upnp upnp:service,A,tcp,8080,8080,ns_ftp_8080\n"
                                             "upnp upnp:service,A,tcp,8000,8000,ns_url_8000\n"
                                             "upnp upnp:service,A,tcp,1873,1873,ns_rsync_1873\n"
-                                            "upnp upnp:service,A,tcp,2873,2873,ns_nalvexcloud_2873\n");
+                                            "upnp upnp:service,A,tcp,2873,2873,ns_nalvexcloud_2873\n"
+                                            "upnp upnp:service,A,tcp,9091,9091,ns_torrent_9091\n");
     host.set_config("rsync_conf", "1,0,Disk1");
     host.set_config("url_conf", "0,8000,0");
+    host.set_config("torrent_conf", "0,0,0,0,9091");
     EXPECT_EQ(relay("0,2121,8080,UTF-8,0"), "upnp upnp:service,A,tcp,2873,2873,ns_nalvexcloud_2873\n");
 }
 
