@@ -8,6 +8,7 @@
 #include "nas/printer.h"
 #include "nas/samba.h"
 #include "nas/tethering.h"
+#include "nas/torrent.h"
 #include "nas/web.h"
 #include "platform/device.h"
 
@@ -43,6 +44,7 @@ Callback find_callback(const std::string &name)
         {"nalvexcloud_callback", without_origin<nalvexcloud_callback>},
         {"rsync_callback", without_origin<rsync_callback>},
         {"samba_callback", without_origin<samba_callback>},
+        {"torrent_callback", without_origin<torrent_callback>},
         {"configure_iptables_for_nas", [](const char *, const char *) { return configure_iptables_for_nas(); }},
         {"prepare_kelsto_server", [](const char *, const char *) { return prepare_kelsto_server(); }},
         {"sweep_kelsto_server", [](const char *, const char *) { return sweep_kelsto_server(); }},
