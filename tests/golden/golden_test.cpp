@@ -2,6 +2,7 @@
 #include "golden/golden_case.h"
 
 #include "nas/cloud.h"
+#include "nas/entware.h"
 #include "nas/exposure.h"
 #include "nas/ftp.h"
 #include "nas/media.h"
@@ -38,6 +39,7 @@ int without_origin(const char *mode, const char *)
 Callback find_callback(const std::string &name)
 {
     static const std::map<std::string, Callback> callbacks = {
+        {"entware_callback", without_origin<entware_callback>},
         {"ftp_callback", without_origin<ftp_callback>},
         {"lighttpd_callback", lighttpd_callback},
         {"media_callback", without_origin<media_callback>},
