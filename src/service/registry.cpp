@@ -90,11 +90,8 @@ int get_service_enable(const char *name)
         get_ftpd_config(&ftp);
         return ftp.enable;
     }
-    if (service == "entware") {
-        EntwareConfig entware = {};
-        get_entware_config(&entware);
-        return entware.run;
-    }
+    if (service == "entware")
+        return get_entware_config(nullptr);
     return 0;
 }
 
