@@ -13,14 +13,20 @@ static constexpr int stubborn_seconds = 11;
 
 using CommandLine = char[256];
 
+// Runs the command and leaves it to be shown.
+static void run_killall(CommandLine &command, const NasServiceInfo &service)
+{
+    format_text(command, "/usr/bin/killall %s", service.kill_name);
+    system(command);
+}
+
 int kill_service(const char *name)
 {
     const NasServiceInfo *service = find_nas_service(name);
     if (service == nullptr)
         return -1;
     CommandLine command;
-    format_text(command, "/usr/bin/killall %s", service->kill_name);
-    system(command);
+    run_killall(command, *service);
     return 0;
 }
 
@@ -38,8 +44,7 @@ int kill_and_wait_service(const char *name, int bounded, unsigned max_waits)
     if (service == nullptr)
         return -1;
     CommandLine command;
-    format_text(command, "/usr/bin/killall %s", service->kill_name);
-    system(command);
+    run_killall(command, *service);
     fprintf(stderr, "%s\n", command);
 
     int waited = 0;
