@@ -47,13 +47,16 @@ need_namespaces() {
         die 'this machine does not let root make namespaces (a container needs --privileged)'
 }
 
-# One command at a time changes a world. The lock is the descriptor 9, closed for whatever outlives the command.
+# One command at a time begins or ends a world. The lock is the descriptor 9, closed for whatever outlives the command.
 lock_state() {
     mkdir -p "$STATE"
     STATE=$(cd "$STATE" && pwd)
     exec 9>"$STATE/lock"
-    flock -w 120 9 || die "another vr is busy with $STATE"
+    flock "$@" -w 120 9 || die "another vr is busy with $STATE"
 }
+
+# Several commands may use a world at the same time, as long as none begins or ends it.
+share_state() { lock_state --shared; }
 
 # --- a running world: $STATE/world.pid and $STATE/router.pid hold the identities of the two first processes ---
 

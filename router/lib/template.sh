@@ -33,7 +33,7 @@ warn_foreign_system() {
     [ "$system" = 'debian 12' ] || warn "made for Debian 12; package names may differ on '$system'"
 }
 
-# The one thing that is compiled: the first process of the router.
+# Two things are compiled: the first process of the router, and what holds a disk.
 find_compiler() {
     CC=${CC:-$(command -v cc || command -v gcc || true)}
     [ -n "$CC" ] || die 'a C compiler is needed (apt-get install gcc libc6-dev)'
@@ -101,7 +101,7 @@ fill_usr() {
 
 # --- the router's root: /bin and /sbin are real, so that an adapter in /sbin does not hide the program in /usr/sbin ---
 fill_root() {
-    local root=$1 packages=$2
+    local root=$1 packages=$2 name
     mkdir -p "$root"/{bin,sbin,usr,etc,root,home,lib/modules,proc,share,opt}
     fill_tmp "$root"
     fill_dev "$root/dev"
@@ -109,8 +109,11 @@ fill_root() {
     fill_bin "$root" "$packages/usr"
     fill_lib "$root" "$packages/usr"
     fill_etc "$root/etc" "$packages/etc"
-    "$CC" -std=gnu99 -static -Os -s -o "$root/sbin/init" "$ROUTER/root/init.c" ||
-        die "cannot compile router/root/init.c"
+    for name in init usbdisk; do
+        "$CC" -std=gnu99 -static -Os -s -o "$root/sbin/$name" "$ROUTER/root/$name.c" ||
+            die "cannot compile router/root/$name.c"
+    done
+    install -m 755 "$ROUTER/root/usbport" "$root/sbin/usbport"
 }
 
 # What is written at run time is below /tmp, as in a firmware with a read-only flash.
@@ -131,7 +134,7 @@ fill_tmp() {
 
 fill_dev() {
     local dev=$1 name minor
-    mkdir -p "$dev"/{pts,shm}
+    mkdir -p "$dev"/{pts,shm,.usb}
     while read -r name minor; do mknod -m 666 "$dev/$name" c 1 "$minor"; done <<-END
 		null 3
 		zero 5
@@ -142,6 +145,7 @@ fill_dev() {
     mknod -m 666 "$dev/tty" c 5 0
     mknod -m 600 "$dev/console" c 5 1
     mknod -m 666 "$dev/fuse" c 10 229
+    mknod -m 600 "$dev/loop-control" c 10 237
     ln -s pts/ptmx "$dev/ptmx"
     ln -s /proc/self/fd "$dev/fd"
     ln -s fd/0 "$dev/stdin"
@@ -176,7 +180,9 @@ add_root_hub() {
 
 fill_bin() {
     local root=$1 packages_usr=$2 name
-    cp "$packages_usr/bin/busybox" "$root/bin/busybox"
+    # its shell prefers its own programs to those of a path: two of them are renamed, in the order of the alphabet
+    LC_ALL=C sed -z 's/^insmod$/insmoc/; s/^rmmod$/rmmoc/' "$packages_usr/bin/busybox" >"$root/bin/busybox"
+    chmod 755 "$root/bin/busybox"
     for name in $("$root/bin/busybox" --list); do [ "$name" = busybox ] || ln -s busybox "$root/bin/$name"; done
     for name in ifconfig route udhcpc losetup; do ln -s ../bin/busybox "$root/sbin/$name"; done
     ln -s /usr/sbin/xtables-nft-multi "$root/sbin/iptables"
@@ -189,7 +195,7 @@ fill_bin() {
     for name in lpinfo lpadmin; do ln -s "/usr/sbin/$name" "$root/bin/$name"; done
     ln -s /usr/bin/lpstat "$root/bin/lpstat"
     # adapters take the place of what has their name
-    rm -f "$root"/bin/{insmod,rmmod,blkid}
+    rm -f "$root"/bin/{insmoc,rmmoc,blkid}
     cp -a --remove-destination "$ROUTER"/adapters/bin/. "$root/bin"
     cp -a --remove-destination "$ROUTER"/adapters/sbin/. "$root/sbin"
     chown -R root: "$root/bin" "$root/sbin"

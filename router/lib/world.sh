@@ -84,12 +84,12 @@ clean_up() {
     [ ! -d "$STATE/world" ] || rmdir "$STATE/world"
 }
 
-nothing_left() { [ -z "$(left_processes)$(left_loops)" ]; }
+nothing_left() { [ -z "$(left_processes)$(recorded_loops)" ]; }
 
 report_left() {
     local line
     left_processes | while read -r line; do warn "left: process $line: $(tr '\0' ' ' <"/proc/$line/cmdline")"; done
-    left_loops | while read -r line; do warn "left: loop device $line"; done
+    recorded_loops | while read -r line; do warn "left: loop device $line"; done
 }
 
 # The first processes, and those in one of the world's namespaces. Without a process, a mount or a descriptor a
@@ -104,25 +104,11 @@ left_processes() {
     } | sort -un
 }
 
-# Disks are recorded in $STATE/disks (lib/disk.sh). A loop device with another file in it has found another user.
-left_loops() {
-    local record
-    for record in "$STATE"/disks/*; do
-        [ -e "$record" ] || continue
-        if is_attached "$(record_field "$record" loop)" "$(record_field "$record" image)"; then
-            record_field "$record" loop
-        fi
-    done
-}
-
 # A FUSE driver that was killed together with its world waits for itself for ever, unless the kernel is told to end the
 # connection. It bears the number of the loop device.
 abort_fuse() {
-    local record loop
-    for record in "$STATE"/disks/*; do
-        [ -e "$record" ] || continue
-        loop=$(record_field "$record" loop)
-        is_attached "$loop" "$(record_field "$record" image)" || continue
+    local loop
+    for loop in $(recorded_loops); do
         # shellcheck disable=SC2016 # expanded by the inner shell
         unshare --mount sh -c 'mount -t fusectl fusectl /sys/fs/fuse/connections &&
             [ ! -e "/sys/fs/fuse/connections/$1/abort" ] || echo 1 >"/sys/fs/fuse/connections/$1/abort"' \

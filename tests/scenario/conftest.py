@@ -28,7 +28,7 @@ class CommandFailed(AssertionError):
     pass
 
 
-def run(arguments, *, check=True, **options):
+def run(arguments, *, check=True, timeout=120, **options):
     """Runs a command; with `check` a failure shows what it printed.
 
     The output goes into files: a daemon that the command leaves behind would keep a pipe open for ever.
@@ -36,7 +36,7 @@ def run(arguments, *, check=True, **options):
     arguments = [str(argument) for argument in arguments]
     with tempfile.TemporaryFile("w+") as out, tempfile.TemporaryFile("w+") as err:
         returncode = subprocess.run(
-            arguments, stdin=subprocess.DEVNULL, stdout=out, stderr=err, timeout=120, check=False, **options
+            arguments, stdin=subprocess.DEVNULL, stdout=out, stderr=err, timeout=timeout, check=False, **options
         ).returncode
         out.seek(0)
         err.seek(0)
@@ -166,6 +166,20 @@ class Router:
         return self.vr("net", "lan", "/usr/bin/python3", lister, "--timeout", timeout, *options, check=check)
 
 
+def pytest_terminal_summary(terminalreporter):
+    """What tests measured (record_property("measured", text)) is told, also of a quiet and of a parallel run."""
+    measured = [
+        value
+        for report in terminalreporter.getreports("passed") + terminalreporter.getreports("failed")
+        for name, value in report.user_properties
+        if name == "measured"
+    ]
+    if measured:
+        terminalreporter.section("measured")
+    for text in measured:
+        terminalreporter.write_line(text)
+
+
 @pytest.fixture(scope="session")
 def router():
     stage = os.environ.get("STAGE")
@@ -180,24 +194,39 @@ def router():
     up.vr("down")  # fails when anything is left behind
 
 
-def image_maker(router, folder):
-    """Makes disk images in `folder`: make("ext4", "Disk1", {"Movies/a.mp4": b"...", "Docs/": None})."""
+def write_tree(tree, files):
+    """{"Movies/a.mp4": b"...", "Docs/": None}"""
+    tree.mkdir(exist_ok=True)
+    for name, content in files.items():
+        path = tree / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        if content is None:
+            path.mkdir(exist_ok=True)
+        else:
+            path.write_bytes(content)
 
-    def make(filesystem, label, files, size="64M"):
-        tree = folder / f"tree-{label}"
-        tree.mkdir(exist_ok=True)
-        for name, content in files.items():
-            path = tree / name
-            path.parent.mkdir(parents=True, exist_ok=True)
-            if content is None:
-                path.mkdir(exist_ok=True)
-            else:
-                path.write_bytes(content)
-        image = folder / f"{label}.img"
-        router.vr("image", image, "--fs", filesystem, "--label", label, "--size", size, "--from", tree)
+
+def disk_maker(router, folder):
+    """Makes disk images in `folder`: make("name", [("ext4", "Disk1", {"Movies/a.mp4": b"..."}), ...]), a row for each
+    partition."""
+
+    def make(name, volumes, *options, size="4M"):
+        image = folder / f"{name}.img"
+        words = []
+        for filesystem, label, files in volumes:
+            tree = folder / f"tree-{label}"
+            write_tree(tree, files)
+            words += ["--fs", filesystem, "--label", label, "--size", size, "--from", tree]
+        router.vr("image", image, *options, *words)
         return image
 
     return make
+
+
+def image_maker(router, folder):
+    """Makes images of disks with one partition: make("ext4", "Disk1", {"Movies/a.mp4": b"...", "Docs/": None})."""
+    make = disk_maker(router, folder)
+    return lambda filesystem, label, files, size="64M": make(label, [(filesystem, label, files)], size=size)
 
 
 @contextlib.contextmanager
@@ -218,6 +247,19 @@ def plugger(router):
 @pytest.fixture
 def make_image(router, tmp_path):
     return image_maker(router, tmp_path)
+
+
+@pytest.fixture
+def no_disk_stays(router):
+    """A test that fails takes its disks along."""
+    yield
+    for record in sorted((STATE / "disks").iterdir()):
+        router.vr("unplug", record.name, check=False)
+
+
+@pytest.fixture
+def make_disk(router, tmp_path):
+    return disk_maker(router, tmp_path)
 
 
 @pytest.fixture

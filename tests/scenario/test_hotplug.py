@@ -5,8 +5,9 @@ import time
 import pytest
 
 from conftest import wait_until
+from disks import LOG, event_ids, folders, modules, mounts, run_all_services, serviced, settle
 
-LOG = "/var/log/nas-serviced"
+pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
 
 @pytest.fixture
@@ -25,38 +26,8 @@ def services(router):
     yield
     for key in ("ftp_conf", "samba_conf", "media_conf"):
         router.nasctl("config", "set", key, "0" + records[key][1:])
-    router.execute("killall", "serviced")  # the next one runs every service, and stops these three
+    run_all_services(router)  # which stops these three
     wait_until(lambda: not any(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), 30, "no daemon runs")
-    settle(router)
-
-
-def is_settled(router):
-    idle = "[ ! -s /var/run/nas/requests ] && [ ! -s /var/run/nas/worker.lock ] && [ ! -s /var/run/nas/events ]"
-    return router.execute("sh", "-c", idle, check=False).returncode == 0
-
-
-def settle(router):
-    """Until serviced has done what it was asked for, twice in a row: one request may be followed by another."""
-    for _ in range(2):
-        time.sleep(0.2)
-        wait_until(lambda: is_settled(router), 60, "serviced has nothing left to do")
-
-
-def mounts(router):
-    lines = [line.split() for line in router.read("/proc/mounts").splitlines()]
-    return {words[0]: words[1] for words in lines if words[0].startswith("/dev/sd")}
-
-
-def folders(router):
-    return router.execute("ls", "/tmp/mnt").stdout.split()
-
-
-def event_ids(router):
-    return [event["id"] for event in router.nasctl_json("events", "--last", 100000)]
-
-
-def serviced(router):
-    return router.execute("/bin/pidof", "serviced", check=False).stdout.split()
 
 
 def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_image):
@@ -70,11 +41,13 @@ def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_i
     settle(router)
     assert serviced(router) != first and len(serviced(router)) == 1
     assert event_ids(router)[before:][:2] == ["@{126}", "@{127}"]
+    assert modules(router) == ["tntfs", "ext2", "jbd", "ext3", "fat", "fuse", "msdos", "vfat", "jbd2", "ext4dev"]
 
     begin = time.monotonic()
     router.unplug("sda")
     print(f"from the pull to the last event: {time.monotonic() - begin:.1f} s")
     assert mounts(router) == {} and folders(router) == []
+    assert modules(router) == ["tntfs"]
     assert [event for event in event_ids(router)[before:] if event in ("@{128}", "@{129}")] == ["@{129}", "@{128}"]
     settle(router)
     assert router.runs("proftpd") and router.runs("smbd")
@@ -120,6 +93,11 @@ def test_a_disk_in_use_is_let_go(router, make_image):
     assert mounts(router) == {} and folders(router) == []
     assert "/tmp/mnt/Disk1 is in use by sleep (" in router.read(LOG)
     router.execute("killall", "sleep")
+    wait_until(lambda: is_let_go(router, "sda"), 5, "the disk is let go")
+
+
+def is_let_go(router, disk):
+    return router.execute("flock", "-n", f"/dev/.usb/{disk}", "true", check=False).returncode == 0
 
 
 def test_a_disk_without_a_file_system_leaves_nothing(router, tmp_path):
@@ -127,7 +105,7 @@ def test_a_disk_without_a_file_system_leaves_nothing(router, tmp_path):
     image.write_bytes(bytes(1 << 20))
     failed = router.vr("plug", image, "--disk", "sda", check=False)
     assert failed.returncode == 1 and "sda could not be mounted" in failed.stderr
-    assert "sda1 is not mounted: no file system is found on it" in router.read(LOG)
+    assert "sda is not mounted: no file system is found on it" in router.read(LOG)
     assert folders(router) == []
 
 
@@ -153,7 +131,8 @@ def test_hundreds_of_events_are_handled_once_each(router):
         while [ $n -lt 200 ]; do
             n=$((n + 1))
             for event in add:sdq change:sda add:loop0; do
-                ACTION=${event%:*} DEVPATH=/devices/x/block/${event#*:} SEQNUM=$((5000 + n)) /sbin/hotplug block <&- >&- 2>&- &
+                ACTION=${event%:*} DEVPATH=/devices/x/block/${event#*:} SEQNUM=$((5000 + n)) \\
+                    /sbin/hotplug block <&- >&- 2>&- &
             done
         done
         wait

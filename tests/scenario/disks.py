@@ -1,0 +1,59 @@
+"""What the scenarios see of disks that come and go."""
+
+import time
+
+from conftest import wait_until
+
+LOG = "/var/log/nas-serviced"
+
+
+def is_settled(router):
+    idle = "[ ! -s /var/run/nas/requests ] && [ ! -s /var/run/nas/worker.lock ] && [ ! -s /var/run/nas/events ]"
+    return router.execute("sh", "-c", idle, check=False).returncode == 0
+
+
+def settle(router):
+    """Until serviced has done what it was asked for, twice in a row: one request may be followed by another."""
+    for _ in range(2):
+        time.sleep(0.2)
+        wait_until(lambda: is_settled(router), 60, "serviced has nothing left to do")
+
+
+def mounts(router):
+    lines = [line.split() for line in router.read("/proc/mounts").splitlines()]
+    return {words[0]: words[1] for words in lines if words[0].startswith("/dev/sd")}
+
+
+def folders(router):
+    return router.execute("ls", "/tmp/mnt").stdout.split()
+
+
+def modules(router):
+    """What the library had the kernel load, by what the adapters of insmod and rmmod remember."""
+    return router.execute("cat", "/tmp/modules", check=False).stdout.split()
+
+
+def handled_events(router):
+    """The kernel's events, as its handler wrote them down: ["add sda", "add sda1" ...]."""
+    lines = [line.split() for line in router.read(LOG).splitlines()]
+    events = [words for words in lines if len(words) == 3 and words[0].startswith("hotplug[") and "/block/" in words[2]]
+    return [f"{words[1]} {words[2].split('/')[-1]}" for words in events]
+
+
+def event_ids(router):
+    return [event["id"] for event in router.nasctl_json("events", "--last", 100000)]
+
+
+def serviced(router):
+    return router.execute("/bin/pidof", "serviced", check=False).stdout.split()
+
+
+def switch_records(router, records):
+    """Stores the services' records, as a web interface does that asks serviced for nothing."""
+    for key, value in records.items():
+        router.nasctl("config", "set", key, value)
+
+
+def run_all_services(router):
+    router.execute("killall", "serviced")  # the next one runs every service
+    settle(router)
