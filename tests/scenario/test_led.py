@@ -1,0 +1,80 @@
+"""The LED of the USB port, around and through the hours in which it shall be dark."""
+
+import calendar
+
+import pytest
+
+from disks import settle
+from library_clock import library_clock
+
+pytestmark = pytest.mark.usefixtures("no_disk_stays")
+
+SETTINGS = "/etc/nas-host.conf"
+DARK_AT_NIGHT = "led_mode = schedule\nled_dark_from = 22\nled_dark_until = 7\n"
+
+
+@pytest.fixture
+def clock(router):
+    with library_clock(router) as clock:
+        yield clock
+
+
+@pytest.fixture
+def set_led(router):
+    """Adds lines about LEDs to the device's settings."""
+    file = router.path(SETTINGS)
+    original = file.read_text()
+    yield lambda lines: file.write_text(original + lines)
+    file.write_text(original)
+
+
+def led(router):
+    return {"0": "dark", "1": "lit"}[router.read("/var/run/nas/led/1").strip()]
+
+
+def led_of_a_new_disk(router, image):
+    """What the LED shows while a disk is in, and that it is dark behind it."""
+    router.plug(image, "sda")
+    settle(router)
+    shown = led(router)
+    router.unplug("sda")
+    assert led(router) == "dark"
+    settle(router)
+    return shown
+
+
+def test_a_night(router, make_image, clock, set_led):
+    image = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
+    set_led(DARK_AT_NIGHT)
+    shown = {}
+    for day, hour, minute in ((1, 21, 59), (1, 22, 0), (2, 0, 30), (2, 6, 59), (2, 7, 0)):
+        clock.set(calendar.timegm((2024, 5, day, hour, minute, 0)))
+        shown[f"{hour:02}:{minute:02}"] = led_of_a_new_disk(router, image)
+    assert shown == {"21:59": "lit", "22:00": "dark", "00:30": "dark", "06:59": "dark", "07:00": "lit"}
+
+
+def test_dark_hours_begin_and_end_for_the_next_disk_alone(router, make_image, clock, set_led):
+    """Nothing looks at the clock while a disk stays: its LED is as it was when it came."""
+    first = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
+    second = make_image("ext4", "Disk2", {"note.txt": b"hello"}, size="4M")
+    set_led(DARK_AT_NIGHT)
+    clock.set(calendar.timegm((2024, 5, 1, 21, 59, 0)))
+    router.plug(first, "sda")
+    settle(router)
+    clock.set(calendar.timegm((2024, 5, 1, 22, 0, 0)))
+    settle(router)
+    evening = led(router)
+    router.plug(second, "sdb")
+    settle(router)
+    night = led(router)
+    for disk in ("sdb", "sda"):
+        router.unplug(disk)
+        settle(router)
+    assert (evening, night, led(router)) == ("lit", "dark", "dark")
+
+
+@pytest.mark.parametrize(("setting", "expected"), [("on", "lit"), ("off", "dark")])
+def test_without_a_schedule(router, make_image, set_led, setting, expected):
+    set_led(f"led_mode = {setting}\n")
+    image = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
+    assert led_of_a_new_disk(router, image) == expected
