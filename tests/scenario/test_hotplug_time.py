@@ -1,0 +1,99 @@
+"""How long it takes from the plug until every service answers."""
+
+import ftplib
+import io
+import time
+import urllib.request
+
+import pytest
+
+import ftp_client
+import samba_client
+from conftest import wait_until
+from disks import event_ids, run_all_services, switch_records
+from library_clock import library_clock
+
+pytestmark = pytest.mark.usefixtures("no_disk_stays")
+
+NOTE = b"hello"
+RECORDS = {
+    "ftp_conf": "1,21,9000,UTF-8,0,1",
+    "samba_conf": "1,ROUTER,HOME,0,0,1,1",
+    "media_conf": "1,Films,",
+    "media_hddname": "Disk1",
+    "media_folder": "Movies",
+}
+
+
+def ftp_answers(router):
+    """Nobody listens yet, or the server that was there is just being ended."""
+    try:
+        with router.network("lan"), ftplib.FTP(ftp_client.ADDRESS, "anna", "pass-anna", timeout=5) as client:
+            content = io.BytesIO()
+            client.retrbinary("RETR /Disk1/note.txt", content.write)
+    except ftplib.all_errors:
+        return False
+    return content.getvalue() == NOTE
+
+
+def samba_answers(router):
+    client = samba_client.Client(router, "anna", "pass-anna")
+    return "getting file" in client.run("Disk1", "get note.txt /dev/null")
+
+
+def media_answers(router):
+    try:
+        with router.network("lan"):
+            page = urllib.request.urlopen("http://192.168.1.1:8200/rootDesc.xml", timeout=5)
+    except OSError:
+        return False
+    with page:
+        return b"MediaServer" in page.read()
+
+
+PROBES = {"FTP": ftp_answers, "Samba": samba_answers, "media server": media_answers}
+
+
+@pytest.fixture
+def services(router):
+    """All of them are on; what they offer is on a disk that is not there yet."""
+    for service in ("ftp", "samba"):
+        router.add_users(service, [("anna", "pass-anna", "rw", "")])
+    switch_records(router, RECORDS)
+    run_all_services(router)
+    yield
+    for service in ("ftp", "samba"):
+        router.remove_users(service)
+    switch_records(router, {key: "0" + RECORDS[key][1:] for key in ("ftp_conf", "samba_conf", "media_conf")})
+    run_all_services(router)
+
+
+def sum_of_sleeps(sleeps, begin, end):
+    return sum(min(until, end) - max(since, begin) for since, until in sleeps if until > begin and since < end)
+
+
+def test_from_the_plug_to_every_service(router, services, make_image, record_property):
+    image = make_image("ext4", "Disk1", {"note.txt": NOTE, "Movies/": None})
+    answered = {}
+    with library_clock(router) as clock:
+        begin = time.monotonic()
+        router.plug(image, "sda")
+        mounted = time.monotonic() - begin
+        for name, answers in PROBES.items():
+            wait_until(lambda answers=answers: answers(router), 60, f"{name} answers")
+            answered[name] = time.monotonic() - begin
+        end = time.monotonic()
+        wait_until(lambda: event_ids(router)[-1] == "@{106}", 10, "the last service is started")
+        sleeps = clock.sleeps()
+    router.unplug("sda")
+
+    slept = sum_of_sleeps(sleeps, begin, end)
+    total = end - begin
+    services = ", ".join(f"{name} {seconds:.1f} s" for name, seconds in answered.items())
+    record_property(
+        "measured",
+        f"plug to all services answering: {total:.1f} s = {slept:.1f} s of the library's own sleeps"
+        f" + {total - slept:.1f} s (mounted after {mounted:.1f} s; {services})",
+    )
+    assert sleeps, "Samba's start always sleeps: the clock has seen nothing"
+    assert total - slept < 30
