@@ -1,7 +1,5 @@
 #include "nas/ftp.h"
 
-#include "platform/request.h"
-
 #include "ports.h"
 #include "services.h"
 #include "text.h"
@@ -17,13 +15,6 @@ FtpdConfig stored_config()
     FtpdConfig config = {};
     get_ftpd_config(&config);
     return config;
-}
-
-void set_port(int &port, const std::string &key, const std::string &value)
-{
-    std::optional<int> number = parse_port(value);
-    refuse("ftp", key, value, number ? "" : "a port is a number from 1 to 65535, or 0 for none");
-    port = *number;
 }
 
 void set_charset(FtpdConfig &config, const std::string &value)
@@ -58,24 +49,15 @@ void store(const FtpdConfig &config)
         throw Failure("ftp: the record could not be stored");
 }
 
-/* The callback closes the ports that it finds in the record: it does not know those of before. */
-void close_former_ports(const FtpdConfig &before, const FtpdConfig &now)
-{
-    for (int port : {before.port, before.web_port}) {
-        if (before.enable != 0 && port != 0 && port != now.port && port != now.web_port)
-            signal_start(("upnp:service,D,tcp," + std::to_string(port) + ",0,null").c_str());
-    }
-}
-
 void set(const Assignments &changes, bool)
 {
     const FtpdConfig before = stored_config();
     FtpdConfig config = before;
     for (const auto &[key, value] : changes) {
         if (key == "port")
-            set_port(config.port, key, value);
+            config.port = port_setting("ftp", key, value, true);
         else if (key == "web-port")
-            set_port(config.web_port, key, value);
+            config.web_port = port_setting("ftp", key, value, true);
         else if (key == "charset")
             set_charset(config, value);
         else
@@ -83,7 +65,8 @@ void set(const Assignments &changes, bool)
     }
     check_ports(config);
     store(config);
-    close_former_ports(before, config);
+    if (before.enable != 0)
+        close_former_ports({before.port, before.web_port}, {config.port, config.web_port});
 }
 
 void enable(bool on)

@@ -1,7 +1,6 @@
 #include "nas/media.h"
 
-#include "nas/mount.h"
-
+#include "disks.h"
 #include "ports.h"
 #include "services.h"
 #include "text.h"
@@ -19,11 +18,6 @@ MediaConfig stored_config()
     return config;
 }
 
-bool is_mounted(const std::string &disk)
-{
-    return get_mount_devpath(("/tmp/mnt/" + disk).c_str(), nullptr) != 0;
-}
-
 void set_name(MediaConfig &config, const std::string &value)
 {
     refuse("media", "name", value, problem_with_record_text(value, sizeof config.friendly_name - 1));
@@ -32,9 +26,7 @@ void set_name(MediaConfig &config, const std::string &value)
 
 void set_disk(MediaConfig &config, const std::string &value, bool force)
 {
-    refuse("media", "disk", value, problem_with_disk(value));
-    if (!force && !is_mounted(value))
-        throw Failure("media: no disk \"" + value + "\" is mounted (see: nasctl mounts; --force sets it all the same)");
+    check_disk("media", value, force);
     nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
 }
 
@@ -82,20 +74,17 @@ void set(const Assignments &changes, bool force)
 void enable(bool on)
 {
     MediaConfig config = stored_config();
-    if (on && config.disk_name[0] == '\0')
-        throw Failure("media: no disk is set; choose one with: nasctl service set media disk=NAME");
-    if (on)
+    if (on) {
+        need_disk("media", config.disk_name);
         check_ports_are_free("media", fixed_ports_of("media"));
+    }
     config.enabled = on ? 1 : 0;
     store(config);
 }
 
 std::string obstacle()
 {
-    std::string disk = stored_config().disk_name;
-    if (disk.empty())
-        return "no disk is set";
-    return is_mounted(disk) ? "" : "the disk \"" + disk + "\" is not mounted";
+    return disk_obstacle(stored_config().disk_name);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "nas/service.h"
 
+#include "platform/request.h"
+
 #include "services.h"
 
 #include <charconv>
@@ -42,6 +44,15 @@ std::optional<int> parse_port(const std::string &text)
     return port;
 }
 
+int port_setting(const std::string &service, const std::string &key, const std::string &value, bool may_be_none)
+{
+    std::optional<int> port = parse_port(value);
+    bool fits = port && (*port != 0 || may_be_none);
+    refuse(service, key, value,
+           fits ? "" : std::string("a port is a number from 1 to 65535") + (may_be_none ? ", or 0 for none" : ""));
+    return *port;
+}
+
 namespace
 {
 
@@ -71,6 +82,14 @@ void check_ports_are_free(const std::string &service, const std::vector<int> &po
             if (used != 0 && std::find(ports.begin(), ports.end(), used) != ports.end())
                 throw Failure(service + ": port " + std::to_string(used) + " belongs to " + info->name);
         }
+    }
+}
+
+void close_former_ports(const std::vector<int> &before, const std::vector<int> &now)
+{
+    for (int port : before) {
+        if (port != 0 && std::find(now.begin(), now.end(), port) == now.end())
+            signal_start(("upnp:service,D,tcp," + std::to_string(port) + ",0,null").c_str());
     }
 }
 

@@ -28,12 +28,6 @@ void set_network_name(char (&field)[size], const std::string &key, const std::st
     nashost::copy_cut(field, size, value);
 }
 
-void set_flag(int &flag, const std::string &key, const std::string &value)
-{
-    refuse("samba", key, value, value == "on" || value == "off" ? "" : "it is on or off");
-    flag = value == "on" ? 1 : 0;
-}
-
 void set_one(SambaConfig &config, const std::string &key, const std::string &value)
 {
     if (key == "name")
@@ -41,11 +35,11 @@ void set_one(SambaConfig &config, const std::string &key, const std::string &val
     else if (key == "workgroup")
         set_network_name(config.workgroup, key, value);
     else if (key == "recycle")
-        set_flag(config.recycle, key, value);
+        config.recycle = on_or_off("samba", key, value);
     else if (key == "smb1")
-        set_flag(config.smb1, key, value);
+        config.smb1 = on_or_off("samba", key, value);
     else if (key == "smb2")
-        set_flag(config.smb2, key, value);
+        config.smb2 = on_or_off("samba", key, value);
     else
         throw UsageError("samba: there is no setting \"" + key + "\" (settings: " + samba_control.keys + ")");
 }

@@ -3,8 +3,7 @@
 
 #include "nas/service.h"
 
-#include "callback_output.h"
-#include "lock_file.h"
+#include "alone.h"
 #include "services.h"
 
 #include <unistd.h>
@@ -23,20 +22,6 @@ struct Arguments {
     bool forced = false;
     bool no_apply = false;
 };
-
-/* The lock keeps serviced's workers and the hotplug handler away, the "starting" mark those who look after services. */
-void run_callback(const ServiceControl &control, const char *mode)
-{
-    constexpr int patience_milliseconds = 120 * 1000;
-    nashost::LockFile lock;
-    if (!lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
-        throw Failure(std::string(control.name) + ": other services are being started or stopped; try again later");
-    set_service_starting(control.name, 1);
-    bool ended = run_with_output_to_error([&] { control.run(mode); });
-    set_service_starting(control.name, 0);
-    if (!ended)
-        throw Failure(std::string(control.name) + ": its callback was interrupted");
-}
 
 /* A daemon that was just started needs a moment until it is in the process list. */
 ServiceState settled_state(const std::string &name, bool wanted)
@@ -64,7 +49,7 @@ void print_state(const ServiceState &state)
 /* Runs the service as its record says, or as `mode` says; how it stands then. */
 ServiceState run_service(const ServiceControl &control, const char *mode, bool should_run)
 {
-    run_callback(control, mode);
+    run_alone(control.name, {control.name}, [&] { control.run(mode); });
     return settled_state(control.name, should_run);
 }
 

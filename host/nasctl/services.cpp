@@ -64,6 +64,12 @@ void refuse(const std::string &service, const std::string &key, const std::strin
         throw UsageError(service + ": " + key + " \"" + value + "\" is refused: " + problem);
 }
 
+int on_or_off(const std::string &service, const std::string &key, const std::string &value)
+{
+    refuse(service, key, value, value == "on" || value == "off" ? "" : "it is on or off");
+    return value == "on" ? 1 : 0;
+}
+
 /* The record's own flag is shown: the library counts a service without its disk as switched off. */
 ServiceState service_state(const NasServiceInfo &info)
 {

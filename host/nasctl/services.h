@@ -60,6 +60,9 @@ std::vector<ServiceState> all_service_states();
 /* Throws a UsageError when `value` is refused for a problem: text of validate.h, empty for none. */
 void refuse(const std::string &service, const std::string &key, const std::string &value, const std::string &problem);
 
+/* 1 for "on", 0 for "off"; throws a UsageError for anything else. */
+int on_or_off(const std::string &service, const std::string &key, const std::string &value);
+
 /* The states as a table's rows with a heading, and as JSON. */
 std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states);
 Json service_json(const ServiceState &state);

@@ -1,0 +1,27 @@
+#include "alone.h"
+
+#include "nas/service.h"
+
+#include "callback_output.h"
+#include "lock_file.h"
+#include "output.h"
+
+namespace nasctl
+{
+
+void run_alone(const char *who, std::initializer_list<const char *> starting, const std::function<void()> &work)
+{
+    constexpr int patience_milliseconds = 120 * 1000;
+    nashost::LockFile lock;
+    if (!lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
+        throw Failure(std::string(who) + ": other services are being started or stopped; try again later");
+    for (const char *service : starting)
+        set_service_starting(service, 1);
+    bool ended = run_with_output_to_error(work);
+    for (const char *service : starting)
+        set_service_starting(service, 0);
+    if (!ended)
+        throw Failure(std::string(who) + ": its callback was interrupted");
+}
+
+} // namespace nasctl
