@@ -1,4 +1,5 @@
 #include "nas/ftp.h"
+#include "nas/web.h"
 
 #include "ports.h"
 #include "services.h"
@@ -84,8 +85,17 @@ std::string obstacle()
     return stored_config().port == 0 ? "its port is 0" : "";
 }
 
+/* The record's second port is a web server's, and every FTP user has a link below its root. It is seen to first, so that
+ * the last event is the FTP service's own. */
+int run(const char *mode)
+{
+    if (mode == nullptr)
+        lighttpd_callback(nullptr, nullptr);
+    return ftp_callback(mode);
+}
+
 } // namespace
 
-const ServiceControl ftp_control = {"ftp", "port, web-port, charset", show, set, enable, obstacle, ftp_callback};
+const ServiceControl ftp_control = {"ftp", "port, web-port, charset", show, set, enable, obstacle, run};
 
 } // namespace nasctl

@@ -12,6 +12,7 @@ int main(int argc, char **argv)
 
     nasctl::add_service_commands(app);
     nasctl::add_user_commands(app);
+    nasctl::add_kelsto_commands(app);
     nasctl::add_config_commands(app);
     nasctl::add_status_command(app);
     nasctl::add_storage_commands(app);

@@ -7,6 +7,7 @@
 #include "services.h"
 
 #include <charconv>
+#include <optional>
 
 namespace nasctl
 {
@@ -21,6 +22,18 @@ struct FixedPort {
 
 constexpr FixedPort fixed_ports[] = {{"samba", 139}, {"samba", 445}, {"media", 8200}};
 
+/* "0" to "65535" without anything else. */
+std::optional<int> parse_port(const std::string &text)
+{
+    constexpr int highest_port = 65535;
+    int port = 0;
+    const char *end = text.data() + text.size();
+    auto [rest, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || rest != end || port < 0 || port > highest_port)
+        return std::nullopt;
+    return port;
+}
+
 } // namespace
 
 std::vector<int> fixed_ports_of(const std::string &service)
@@ -31,17 +44,6 @@ std::vector<int> fixed_ports_of(const std::string &service)
             ports.push_back(fixed.port);
     }
     return ports;
-}
-
-std::optional<int> parse_port(const std::string &text)
-{
-    constexpr int highest_port = 65535;
-    int port = 0;
-    const char *end = text.data() + text.size();
-    auto [rest, error] = std::from_chars(text.data(), end, port);
-    if (error != std::errc() || rest != end || port < 0 || port > highest_port)
-        return std::nullopt;
-    return port;
 }
 
 int port_setting(const std::string &service, const std::string &key, const std::string &value, bool may_be_none)

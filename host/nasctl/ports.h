@@ -2,15 +2,11 @@
 #ifndef NASCTL_PORTS_H
 #define NASCTL_PORTS_H
 
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace nasctl
 {
-
-/* "0" to "65535" without anything else. */
-std::optional<int> parse_port(const std::string &text);
 
 /* The port that `value` names; throws a UsageError for anything else. A port of 0 means none, where there may be none. */
 int port_setting(const std::string &service, const std::string &key, const std::string &value, bool may_be_none);

@@ -49,7 +49,10 @@ void print_state(const ServiceState &state)
 /* Runs the service as its record says, or as `mode` says; how it stands then. */
 ServiceState run_service(const ServiceControl &control, const char *mode, bool should_run)
 {
-    run_alone(control.name, {control.name}, [&] { control.run(mode); });
+    if (should_run && control.check != nullptr)
+        control.check();
+    // The FTP service's web server is started anew together with the web file service's own.
+    run_alone(control.name, {control.name, "url"}, [&] { control.run(mode); });
     return settled_state(control.name, should_run);
 }
 

@@ -11,9 +11,7 @@ namespace
 {
 
 const ServiceControl *const controls[] = {
-    &ftp_control,
-    &samba_control,
-    &media_control,
+    &ftp_control, &samba_control, &url_control, &rsync_control, &nalvexcloud_control, &media_control,
 };
 
 int count_processes(const char *process_name)

@@ -30,6 +30,10 @@ struct ServiceControl {
     std::string (*obstacle)();
     /* The library's callback. */
     int (*run)(const char *mode);
+    /* Would it let everybody in without its user? Null for a service that never does. */
+    bool (*user_guards_it)() = nullptr;
+    /* Throws when the service, run as its record says, would let everybody in or leave its place. Null for none. */
+    void (*check)() = nullptr;
 };
 
 struct ServiceState {
@@ -70,7 +74,10 @@ Json service_json(const ServiceState &state);
 /* Each is defined in its service's own file. */
 extern const ServiceControl ftp_control;
 extern const ServiceControl media_control;
+extern const ServiceControl nalvexcloud_control;
+extern const ServiceControl rsync_control;
 extern const ServiceControl samba_control;
+extern const ServiceControl url_control;
 
 } // namespace nasctl
 

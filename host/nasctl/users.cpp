@@ -18,10 +18,11 @@ namespace
 struct UserService {
     const char *name;
     int slots;
+    bool has_rights = true; /* else the daemon knows a name and a password, nothing more */
 };
 
-constexpr UserService user_services[] = {
-    {"ftp", NAS_USER_SLOTS}, {"samba", NAS_USER_SLOTS}, {"url", 1}, {"rsync", 1}, {"nalvexcloud", 1}, {"torrent", 1}};
+constexpr UserService user_services[] = {{"ftp", NAS_USER_SLOTS}, {"samba", NAS_USER_SLOTS}, {"url", 1, false},
+                                         {"rsync", 1, false},     {"nalvexcloud", 1, false}, {"torrent", 1}};
 
 struct PermissionWord {
     const char *word;
@@ -87,6 +88,14 @@ void check_spelling(const std::string &service, const std::string &name)
     }
 }
 
+/* What the daemon does not know would be a promise that nobody keeps. */
+void check_rights(const UserService &service, const UserChange &change)
+{
+    bool restricted = (change.permission && *change.permission != "rw") || (change.folder && !change.folder->empty());
+    if (restricted && !service.has_rights)
+        throw UsageError(std::string(service.name) + ": its user has every right; permission and folder cannot be set");
+}
+
 void apply_change(NasUser &user, const UserChange &change)
 {
     if (change.password) {
@@ -103,6 +112,14 @@ void apply_change(NasUser &user, const UserChange &change)
             throw UsageError("the folder \"" + *change.folder + "\" is refused: " + problem);
         nashost::copy_cut(user.folder, sizeof user.folder, *change.folder);
     }
+}
+
+void check_may_go(const std::string &service)
+{
+    const ServiceControl *control = find_control(service);
+    if (control != nullptr && control->user_guards_it != nullptr && control->user_guards_it() &&
+        control->show().at("enabled").get<bool>())
+        throw Failure(service + ": without its user it would let everybody in; switch it off first");
 }
 
 bool equal(const NasUser &a, const NasUser &b)
@@ -151,6 +168,14 @@ StoredUser find_user(const std::string &service, const std::string &name)
     throw Failure(service + ": there is no user \"" + name + "\"");
 }
 
+void need_user(const std::string &service)
+{
+    if (users_of(service).empty())
+        throw Failure(service +
+                      ": without a user it would let everybody in; make one with: nasctl user add --service " +
+                      service + " NAME");
+}
+
 void check_new_user(const std::string &service, const std::string &name)
 {
     const UserService &row = user_service(service);
@@ -167,6 +192,7 @@ void check_new_user(const std::string &service, const std::string &name)
 StoredUser add_user(const std::string &service, const std::string &name, const UserChange &change)
 {
     check_new_user(service, name);
+    check_rights(user_service(service), change);
     StoredUser added = {service, free_slot(user_service(service), users_of(service))};
     nashost::copy_cut(added.user.id, sizeof added.user.id, name);
     added.user.permission = NAS_USER_READ_WRITE;
@@ -182,6 +208,7 @@ StoredUser change_user(const std::string &service, const std::string &name, cons
     std::string problem = problem_with_user_name(name);
     if (!problem.empty())
         throw UsageError("the user \"" + name + "\" can only be removed: " + problem);
+    check_rights(user_service(service), change);
     apply_change(changed.user, change);
     store(changed);
     if (change.password)
@@ -192,6 +219,7 @@ StoredUser change_user(const std::string &service, const std::string &name, cons
 void remove_user(const std::string &service, const std::string &name)
 {
     StoredUser removed = find_user(service, name);
+    check_may_go(service);
     // The account is found through the slot, so it goes first; one of the system's own stays.
     if (!is_reserved_name(name))
         remove_user_system(service.c_str(), removed.slot);

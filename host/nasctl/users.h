@@ -41,6 +41,9 @@ void remove_user(const std::string &service, const std::string &name);
 /* Throws a UsageError: what can be told before a password is asked for. */
 void check_new_user(const std::string &service, const std::string &name);
 
+/* Throws a Failure for a service that would let everybody in, because it has no user. */
+void need_user(const std::string &service);
+
 std::string permission_word(int permission);
 
 /* Never the password. */

@@ -68,6 +68,13 @@ bool iconv_knows(const std::string &charset)
     return true;
 }
 
+/* The daemon minds neither blanks nor capitals in it. */
+bool is_global(std::string name)
+{
+    std::erase(name, ' ');
+    return strcasecmp(name.c_str(), "global") == 0;
+}
+
 /* A shell reads some of these between double quotes, a record ends at others. */
 bool may_stand_in_password(char c)
 {
@@ -106,6 +113,25 @@ std::string problem_with_folder(const std::string &folder)
     }
     std::string problem = problem_with_characters(folder);
     return problem.empty() ? problem_with_length(folder, longest_folder) : problem;
+}
+
+std::string problem_with_module(const std::string &folder, size_t longest)
+{
+    if (folder.empty())
+        return "it is empty";
+    if (folder == "." || folder == ".." || folder.find_first_of("/]") != std::string::npos)
+        return "it is the name of a folder directly on the disk, without '/' and ']'";
+    if (folder.front() == '#' || folder.front() == '-' || folder.back() == '\\')
+        return "it must not begin with '#' or '-', nor end in '\\'";
+    // The daemon would take these blanks away in the name, and put a variable's value between percent signs.
+    if (folder.front() == ' ' || folder.back() == ' ' || folder.find("  ") != std::string::npos)
+        return "there must be no blank at either end and no two together";
+    if (std::count(folder.begin(), folder.end(), '%') > 1)
+        return "more than one percent sign stands in it";
+    if (is_global(folder))
+        return "the daemon keeps this name for itself";
+    std::string problem = problem_with_characters(folder);
+    return problem.empty() ? problem_with_length(folder, longest) : problem;
 }
 
 std::string problem_with_charset(const std::string &charset, size_t longest)

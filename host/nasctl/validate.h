@@ -17,6 +17,9 @@ std::string problem_with_disk(const std::string &disk);
 /* A folder inside a volume; the empty text is the volume itself. */
 std::string problem_with_folder(const std::string &folder);
 
+/* A folder directly on a volume whose name becomes that of an rsync daemon's module. */
+std::string problem_with_module(const std::string &folder, size_t longest);
+
 /* "AUTO", or a character set that iconv knows. */
 std::string problem_with_charset(const std::string &charset, size_t longest);
 

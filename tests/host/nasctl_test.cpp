@@ -48,7 +48,7 @@ TEST_F(Nasctl, ListsAllServices)
     EXPECT_EQ("ftp", services[0]["name"]);
     EXPECT_EQ(2, services[1]["needed"]);
     EXPECT_EQ(true, services[0]["available"]);
-    EXPECT_EQ(false, services[2]["available"]);
+    EXPECT_EQ(true, services[2]["available"]);
     EXPECT_EQ("media", services[6]["name"]);
     EXPECT_EQ(true, services[6]["available"]);
     EXPECT_EQ(false, services[6]["enabled"]);
@@ -177,7 +177,7 @@ TEST_F(Nasctl, GivesNoPortToTwoServices)
 
 TEST_F(Nasctl, TellsAServiceItCannotRunFromOneThatIsNone)
 {
-    EXPECT_EQ("nasctl: url: not available in this version\n", nasctl("service enable url"));
+    EXPECT_EQ("nasctl: entware: not available in this version\n", nasctl("service enable entware"));
     EXPECT_EQ(1, exit_status);
     EXPECT_EQ(0U, nasctl("service stop nonsense").find("nasctl: there is no service \"nonsense\""));
     EXPECT_EQ(2, exit_status);
@@ -185,6 +185,15 @@ TEST_F(Nasctl, TellsAServiceItCannotRunFromOneThatIsNone)
     EXPECT_EQ("torrent: not available in this version", error["error"]);
     EXPECT_EQ(1, exit_status);
     EXPECT_EQ(0U, nasctl("service start media").find("nasctl: media: it is switched off"));
+    EXPECT_EQ(1, exit_status);
+}
+
+TEST_F(Nasctl, RunsNothingWithoutTheLock)
+{
+    EXPECT_EQ("nasctl: url: other services are being started or stopped; try again later\n",
+              nasctl("service start url --forced"));
+    EXPECT_EQ(1, exit_status);
+    EXPECT_EQ("nasctl: kelsto: other services are being started or stopped; try again later\n", nasctl("kelsto sweep"));
     EXPECT_EQ(1, exit_status);
 }
 
