@@ -11,7 +11,7 @@ packages() {
                 nlohmann-json3-dev ;;
         router) # what the virtual router is built with; its daemons are unpacked apart and never installed
             echo gcc libc6-dev util-linux mount iproute2 procps psmisc e2fsprogs iptables kmod \
-                python3 python3-pytest python3-pytest-xdist ;;
+                python3 python3-cryptography python3-pytest python3-pytest-xdist ;;
         lint) echo clang-format clang-tidy clang shellcheck ;;
         bench) echo valgrind binutils python3 ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;

@@ -120,6 +120,7 @@ fill_root() {
 fill_tmp() {
     local root=$1 name
     mkdir -p "$root"/tmp/{mnt,webroot}
+    ln -s /tmp/mnt "$root/tmp/webroot/list" # what the web file service lists
     chmod 1777 "$root/tmp"
     for name in run/{cups,minidlna,nas,proftpd,readme,samba/private} log/{cups,minidlna,samba} \
         cache/{cups,samba} spool/{cups/tmp,samba} lib/samba/private lock tmp; do
@@ -218,7 +219,6 @@ fill_etc() {
     mkdir -p "$etc"/{cups/ppd,nas,pam.d,samba,security}
     cp "$packages_etc"/{services,protocols} "$etc"
     for service in other login passwd cups proftpd samba; do cp "$ROUTER/root/pam-service" "$etc/pam.d/$service"; done
-    : >"$etc/resolv.conf"
     : >"$etc/fstab"
     chown -R root: "$etc"
     chmod 640 "$etc/shadow"
