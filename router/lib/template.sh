@@ -90,7 +90,7 @@ fill_usr() {
     # busybox's, because of what they see (links to a daemon, long names) or how they are called
     for name in killall passwd wget find; do ln -s /bin/busybox "$usr/bin/$name"; done
     for name in telnetd chroot; do ln -s /bin/busybox "$usr/sbin/$name"; done
-    ln -s rsync "$usr/bin/nalvexcloud"
+    cp "$packages_usr/bin/rsync" "$usr/bin/nalvexcloud" # no link: killall rsync would find it
     # the web server's file names its module folder: /usr/lib
     for module in "$packages_usr"/lib/lighttpd/*.so; do
         name=$(basename "$module")
