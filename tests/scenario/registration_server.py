@@ -1,0 +1,35 @@
+"""The registration servers of the cloud services, run by one program on the internet."""
+
+import contextlib
+import json
+import subprocess
+
+from conftest import ROOT, wait_until
+
+SERVER = ROOT / "router" / "registration-server"
+
+
+class RegistrationServer:
+    def __init__(self, output):
+        self.output = output
+
+    def requests(self):
+        return [json.loads(line) for line in self.output.read_text(encoding="utf-8").splitlines()]
+
+    def wait_for(self, count):
+        return wait_until(
+            lambda: len(requests := self.requests()) >= count and requests, 10, f"{count} requests have come"
+        )
+
+
+@contextlib.contextmanager
+def registration_server(router, folder, *options):
+    output, messages = folder / "requests", folder / "messages"
+    with output.open("w") as out, messages.open("w") as err, router.network("inet"):
+        server = subprocess.Popen([SERVER, *options], stdin=subprocess.DEVNULL, stdout=out, stderr=err)
+    try:
+        wait_until(lambda: "listening" in messages.read_text(), 10, "the registration server listens")
+        yield RegistrationServer(output)
+    finally:
+        server.terminate()
+        server.wait(10)
