@@ -5,6 +5,7 @@
 #include "platform/store.h"
 
 #include "files.h"
+#include "hooks.h"
 #include "netlink.h"
 #include "settings.h"
 #include "text.h"
@@ -208,13 +209,10 @@ int get_wan_hw_ifname(const char *wan, char *ifname)
     return 0;
 }
 
-/* The setting wan_setup overrules the look at the address: "1" or "0" instead of "auto". */
-int get_wansetup_status(const char *wan)
+/* Whether or not it has an address: without its cable it may have none, and that is when somebody else takes its place. */
+int get_wansetup_status(const char *)
 {
-    std::string fixed = setting("wan_setup");
-    if (fixed == "0" || fixed == "1")
-        return fixed == "1";
-    return address_of(wan_interface(wan)).has_value();
+    return nashost::wan_is_being_set_up() ? 0 : 1;
 }
 
 int get_default_gateway(const char *ifname, char *gateway)

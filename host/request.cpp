@@ -1,9 +1,8 @@
 /* Requests to other processes of the host, and events: platform/request.h. */
 #include "platform/request.h"
 
-#include "platform/process.h"
-
 #include "event_log.h"
+#include "hooks.h"
 #include "request_queue.h"
 #include "settings.h"
 #include "text.h"
@@ -18,7 +17,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -43,17 +41,6 @@ int send_message(const std::string &socket_path, const char *text)
     ssize_t sent = sendto(fd, text, length, MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address), sizeof address);
     close(fd);
     return sent == static_cast<ssize_t>(length) ? 0 : -1;
-}
-
-/* The program that a firmware would put its own signal in place of; it runs in the background. */
-void run_hook(const char *key)
-{
-    std::string path = nashost::setting(key);
-    if (path.empty())
-        return;
-    std::vector<char> quoted(4 * path.size() + 1);
-    nashost::copy_cut(quoted.data(), quoted.size(), path);
-    system2("'%s' &", quote_r(quoted.data(), static_cast<int>(quoted.size())));
 }
 
 enum class Detail { none, source, port };
@@ -99,13 +86,13 @@ int signal_start(const char *message)
 
 int signal_update(void)
 {
-    run_hook("update_hook");
+    nashost::start_update_hook();
     return 0;
 }
 
 int signal_wan(void)
 {
-    run_hook("wan_hook");
+    nashost::start_wan_hook();
     return 0;
 }
 

@@ -42,7 +42,6 @@ constexpr Default defaults[] = {
     {"lan", "br-lan"},
     {"wan", "wan1"},
     {"wan_type", "dynamic"},
-    {"wan_setup", "auto"},
     {"auto_dns", "1"},
     {"provider_dns_dir", "/var/run/nas/dns"},
     {"resolv_conf", "/etc/resolv.conf"},

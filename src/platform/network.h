@@ -33,7 +33,7 @@ int get_wan_ipconfig(char *ifname, char *ip, char *mask, char *gateway);
 /* Writes the name of the hardware interface below the WAN. Returns 0, -1 when unknown. */
 int get_wan_hw_ifname(const char *wan, char *ifname);
 
-/* Non-zero when the WAN is set up and has an address. */
+/* Non-zero when nobody is setting the WAN up just now, so that another interface may take its place. */
 int get_wansetup_status(const char *wan);
 
 /* Returns non-zero and the interface's default gateway; 0 when it has none. */

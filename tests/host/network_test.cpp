@@ -99,24 +99,20 @@ TEST(Network, KnowsTheWan)
         EXPECT_EQ(0, get_ifexist("lte0"));
         EXPECT_EQ(0, get_wan_link("wan1"));
         EXPECT_EQ("0 ", wan_address());
-        EXPECT_EQ(0, get_wansetup_status("wan1"));
         set_ifconfig("wan1", "203.0.113.5", "255.255.255.252");
         EXPECT_EQ(0, get_wan_link("wan1")) << "the other end is down";
         EXPECT_EQ(0, system("ip link set far up"));
         EXPECT_NE(0, get_wan_link("wan1"));
         EXPECT_EQ("1 203.0.113.5", wan_address());
-        EXPECT_NE(0, get_wansetup_status("wan1"));
         char text[NAS_ADDRESS_SIZE];
         EXPECT_EQ(0, get_wan_hw_ifname("wan1", text));
         EXPECT_STREQ("wan1", text);
-        host_test::use_settings("wan = br-lan\nwan_hw = far\nwan_setup = 1\n");
+        host_test::use_settings("wan = br-lan\nwan_hw = far\n");
         EXPECT_EQ("0 ", wan_address());
         EXPECT_EQ(0, get_wan_hw_ifname("wan1", text));
         EXPECT_STREQ("far", text);
-        EXPECT_NE(0, get_wansetup_status("wan1"));
-        host_test::use_settings("wan_hw = nothere\nwan_setup = 0\n");
+        host_test::use_settings("wan_hw = nothere\n");
         EXPECT_EQ(-1, get_wan_hw_ifname("wan1", text));
-        EXPECT_EQ(0, get_wansetup_status("wan1"));
     });
     host_test::use_settings();
 }

@@ -1,5 +1,7 @@
 #include "platform/request.h"
 
+#include "platform/network.h"
+
 #include "fixture.h"
 
 #include <gtest/gtest.h>
@@ -140,6 +142,32 @@ TEST(Hook, RunsWhatIsConfigured)
     EXPECT_EQ(0, signal_update());
     EXPECT_EQ(0, signal_wan());
     EXPECT_EQ("ran\n", wait_for(result));
+    host_test::use_settings();
+}
+
+TEST(Hook, OfTheWanKeepsOthersAwayWhileItRuns)
+{
+    const std::string &f = host_test::folder();
+    const std::string hook = f + "/wan-up", go_on = f + "/go-on", result = f + "/wan-ups";
+    // What it leaves in the background goes on setting nothing up.
+    host_test::put_contents(hook, "#!/bin/sh\nsleep 60 &\necho $! >> '" + f + "/left'\nuntil [ -e '" + go_on +
+                                      "' ]; do sleep 0.02; done\necho up >> '" + result + "'\n");
+    std::filesystem::permissions(hook, std::filesystem::perms::owner_all);
+    EXPECT_NE(0, get_wansetup_status("wan1")) << "nobody has ever set it up";
+    host_test::use_settings("wan_hook = " + hook + "\n");
+    EXPECT_NE(0, get_wansetup_status("wan1"));
+    EXPECT_EQ(0, signal_wan());
+    EXPECT_EQ(0, get_wansetup_status("wan1"));
+    EXPECT_EQ(0, signal_wan());
+    EXPECT_FALSE(std::filesystem::exists(result));
+    host_test::put_contents(go_on, "");
+    for (int pass = 0; pass < 250 && host_test::contents(result) != "up\nup\n"; pass++)
+        usleep(20 * 1000);
+    EXPECT_EQ("up\nup\n", host_test::contents(result));
+    for (int pass = 0; pass < 250 && get_wansetup_status("wan1") == 0; pass++)
+        usleep(20 * 1000);
+    EXPECT_NE(0, get_wansetup_status("wan1"));
+    EXPECT_EQ("", host_test::output_of("kill $(cat '" + f + "/left') 2>&1"));
     host_test::use_settings();
 }
 
