@@ -1,19 +1,26 @@
 #include "services.h"
 
 #include "nas/cloud.h"
+#include "nas/entware.h"
 #include "nas/ftp.h"
 #include "nas/hotplug.h"
 #include "nas/media.h"
 #include "nas/mount.h"
+#include "nas/printer.h"
 #include "nas/samba.h"
 #include "nas/service.h"
+#include "nas/tethering.h"
+#include "nas/torrent.h"
 #include "nas/usbdev.h"
 #include "nas/web.h"
 #include "platform/process.h"
 
 #include "device_name.h"
+#include "print_server.h"
+#include "request_queue.h"
 
 #include <mntent.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -31,18 +38,37 @@ int run_web_file_service(const char *mode)
     return lighttpd_callback(mode, "url");
 }
 
-/* A service that the library does not have yet is not here: asking for it is an unknown request. */
+constexpr char installation_request[] = "entware_download";
+
+/* Before it is installed there is no login that could be missed. */
+bool is_environment_installed()
+{
+    return get_entware_status() == NAS_ENTWARE_INSTALLED;
+}
+
+/* One that has failed is not tried again by itself. */
+bool is_installation_wanted()
+{
+    return get_entware_config(nullptr) != 0 && get_entware_status() == NAS_ENTWARE_NONE &&
+           access("/tmp/cur", F_OK) == 0;
+}
+
 constexpr Service service_callbacks[] = {
     {"ftp", ftp_callback},
     {"samba", samba_callback},
     {"url", run_web_file_service},
     {"rsync", rsync_callback, true},
     {"nalvexcloud", nalvexcloud_callback, true},
+    {"torrent", torrent_callback},
     {"media", media_callback},
+    {"entware", entware_callback, false, is_environment_installed},
 };
 
 constexpr Periodic periodic_callbacks[] = {
     {"fuse", fuse_callback, Begins::with_the_services},
+    {"lp", lp_callback, Begins::when_asked, "cupsd", prepare_print_server},
+    {"tethering", tethering_callback, Begins::with_the_services, "usb_tethering"},
+    {"entware_download", entware_download_callback, Begins::when_asked, installation_request, nullptr, true},
 };
 
 /* The names of USB volumes that are mounted by a driver in user space of which no process is left. No volume is asked
@@ -117,9 +143,13 @@ void check_health()
 {
     ProcessList processes;
     get_process_list(nullptr, &processes, 0);
-    for (const Service &service : service_callbacks)
-        restart_nas_service(&processes, service.name);
+    for (const Service &service : service_callbacks) {
+        if (service.may_run == nullptr || service.may_run())
+            restart_nas_service(&processes, service.name);
+    }
     free_process_list(&processes);
+    if (is_installation_wanted())
+        nashost::add_request(installation_request);
 }
 
 } // namespace serviced

@@ -13,7 +13,8 @@ namespace serviced
 struct Service {
     const char *name; /* as in requests and in the library's table of services */
     int (*callback)(const char *mode);
-    bool registers = false; /* takes the mode "register" */
+    bool registers = false;      /* takes the mode "register" */
+    bool (*may_run)() = nullptr; /* false: nobody misses its daemon now */
 };
 
 enum class Begins { with_the_services, when_asked };
@@ -22,6 +23,9 @@ struct Periodic {
     const char *name;
     int (*callback)(PeriodicCallbackRecord *record);
     Begins begins;
+    const char *request = nullptr; /* asks for it */
+    bool (*prepare)() = nullptr;   /* what has to be done first when it is asked for; false: it is not to be called */
+    bool keeps_state = false;      /* in memory: all its calls have to come from one process */
 };
 
 /* In the order in which "all" runs them. */

@@ -5,10 +5,12 @@
 #include "request_queue.h"
 #include "schedule.h"
 #include "services.h"
+#include "settings.h"
 #include "text.h"
 
 #include <sys/prctl.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -31,6 +33,15 @@ const Periodic *find_periodic(const std::string &name)
 {
     for (const Periodic &periodic : periodics()) {
         if (name == periodic.name)
+            return &periodic;
+    }
+    return nullptr;
+}
+
+const Periodic *find_periodic_for(const std::string &request)
+{
+    for (const Periodic &periodic : periodics()) {
+        if (periodic.request != nullptr && request == periodic.request)
             return &periodic;
     }
     return nullptr;
@@ -65,8 +76,28 @@ void register_cloud_services()
 
 void schedule_periodic(const char *name)
 {
-    if (find_periodic(name) != nullptr)
-        edit_schedule([=](Schedule &schedule) { schedule_now(schedule, name, present_time()); });
+    edit_schedule([=](Schedule &schedule) { schedule_now(schedule, name, present_time()); });
+}
+
+/* A program of its own: a mere child would keep our lock. */
+void start_poller(const char *name)
+{
+    const std::string program = nashost::setting("worker_program");
+    if (fork() != 0)
+        return;
+    execl(program.c_str(), program.c_str(), name, nullptr);
+    syslog(LOG_ERR, "%s cannot be started: %s", program.c_str(), strerror(errno));
+    _exit(127);
+}
+
+void begin_periodic(const Periodic &periodic)
+{
+    if (periodic.prepare != nullptr && !periodic.prepare())
+        return;
+    if (periodic.keeps_state)
+        start_poller(periodic.name);
+    else
+        schedule_periodic(periodic.name);
 }
 
 /* The library could not mount a volume anew whose driver in user space had died. */
@@ -155,8 +186,8 @@ WorkerStatus perform_request(const std::string &request)
         check_health();
     else if (request.empty())
         follow_failed_remount();
-    else if (request == "cupsd")
-        schedule_periodic("lp");
+    else if (const Periodic *periodic = find_periodic_for(request))
+        begin_periodic(*periodic);
     else if (request == "register_cloudbackup")
         register_cloud_services();
     else if (begins_with(request, periodic_prefix))
@@ -186,6 +217,26 @@ int work()
     const int status = perform_and_log(*request);
     lock.set_note("");
     return status;
+}
+
+int poll(const std::string &name)
+{
+    const Periodic *periodic = find_periodic(name);
+    nashost::LockFile alone;
+    if (periodic == nullptr || !alone.take_within(nashost::setting("run_dir") + "/" + name + ".lock", 0))
+        return worker_done;
+    PeriodicCallbackRecord record = {};
+    for (;;) {
+        nashost::LockFile lock;
+        if (!lock.take(nashost::worker_lock_path()))
+            return 1;
+        record.run_count++;
+        periodic->callback(&record);
+        if (record.active == 0)
+            return worker_done;
+        lock.release();
+        sleep(static_cast<unsigned>(std::max(record.interval, 1)));
+    }
 }
 
 } // namespace serviced

@@ -26,6 +26,9 @@ WorkerStatus perform_request(const std::string &request);
 /* Waits until no other process runs callbacks or events, takes the first request of the queue and performs it. */
 int work();
 
+/* Calls one periodic callback until it wants no more, unless another process does; each call waits as work() does. */
+int poll(const std::string &name);
+
 } // namespace serviced
 
 #endif

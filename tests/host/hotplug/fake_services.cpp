@@ -90,8 +90,27 @@ std::vector<Service> make_services()
     return table;
 }
 
+bool is_knock_answered()
+{
+    journal("knock");
+    return access((folder() + "/nobody_home").c_str(), F_OK) != 0;
+}
+
+/* Keeps in memory how often it was called. */
+int count_up(PeriodicCallbackRecord *record)
+{
+    static int calls = 0;
+    calls++;
+    run("call " + std::to_string(calls), nullptr);
+    record->active = calls < 3 ? 1 : 0;
+    record->interval = 1;
+    return 0;
+}
+
 constexpr Periodic periodic_callbacks[] = {
     {"fuse", tick, Begins::when_asked},
+    {"door", tick, Begins::when_asked, "knock", is_knock_answered},
+    {"counter", count_up, Begins::when_asked, "count", nullptr, true},
 };
 
 } // namespace

@@ -387,6 +387,40 @@ TEST_F(Serviced, CallsPeriodicCallbacksAsTheyWish)
     EXPECT_EQ((Lines{"tick 1", "tick 2", "tick 3"}), journal());
 }
 
+TEST_F(Serviced, CallsPeriodicCallbacksThatAreAskedFor)
+{
+    start_idle();
+    make_file("nobody_home");
+    EXPECT_EQ(0, signal_nas("knock"));
+    EXPECT_TRUE(wait_for("knock"));
+    EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+    EXPECT_TRUE(serviced::read_schedule().empty());
+    remove_file("nobody_home");
+    EXPECT_EQ(0, signal_nas("knock"));
+    EXPECT_TRUE(wait_for("tick 2"));
+    EXPECT_EQ(0, signal_nas("knock")); // from the beginning
+    EXPECT_TRUE(wait_for("tick 3"));
+    EXPECT_EQ((Lines{"knock", "knock", "tick 1", "tick 2", "knock", "tick 1", "tick 2", "tick 3"}), journal());
+}
+
+TEST_F(Serviced, CallsOneThatKeepsItsStateFromOneProcess)
+{
+    start_idle();
+    EXPECT_EQ(0, signal_nas("count"));
+    EXPECT_TRUE(wait_for("end call 1"));
+    EXPECT_EQ(0, signal_nas("count")); // it is being done
+    EXPECT_EQ(0, signal_nas("alpha")); // in between
+    EXPECT_TRUE(wait_for("started alpha"));
+    EXPECT_EQ(0, count("begin call 3"));
+    EXPECT_TRUE(wait_for("end call 3"));
+    EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+    EXPECT_EQ(0, count("begin call 4"));
+    EXPECT_EQ(1, count("begin call 1"));
+    expect_one_at_a_time();
+    EXPECT_EQ(0, signal_nas("count")); // once more, in a new process
+    EXPECT_TRUE(wait_for("end call 1", 2));
+}
+
 TEST_F(Serviced, StartsTheServicesAnewWhenAVolumeWasReplaced)
 {
     start_idle();
