@@ -15,6 +15,8 @@ void add_kelsto_commands(CLI::App &app);
 void add_status_command(CLI::App &app);
 void add_plug_commands(CLI::App &app);
 void add_upnp_command(CLI::App &app);
+void add_printer_commands(CLI::App &app);
+void add_tethering_commands(CLI::App &app);
 void add_event_commands(CLI::App &app);
 
 } // namespace nasctl

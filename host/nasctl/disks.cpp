@@ -5,6 +5,8 @@
 #include "services.h"
 #include "validate.h"
 
+#include <filesystem>
+
 namespace nasctl
 {
 namespace
@@ -34,6 +36,18 @@ void need_disk(const std::string &service, const std::string &disk)
 {
     if (disk.empty())
         throw Failure(service + ": no disk is set; choose one with: nasctl service set " + service + " disk=NAME");
+}
+
+void check_folder_stays(const std::string &service, const std::string &disk, const std::string &folder)
+{
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    const fs::path root = fs::weakly_canonical(disk_path(disk), ignored);
+    const fs::path path = fs::weakly_canonical(disk_path(disk) + "/" + folder, ignored);
+    const auto [root_end, rest] = std::mismatch(root.begin(), root.end(), path.begin(), path.end());
+    const fs::file_status status = fs::status(path, ignored);
+    if (root_end != root.end() || (fs::exists(status) && !fs::is_directory(status)))
+        throw Failure(service + ": \"" + folder + "\" is no folder of the disk \"" + disk + "\"");
 }
 
 std::string disk_obstacle(const std::string &disk)

@@ -16,6 +16,10 @@ void check_disk(const std::string &service, const std::string &disk, bool force)
 /* Throws a Failure when no disk is set. */
 void need_disk(const std::string &service, const std::string &disk);
 
+/* Throws a Failure when the folder is no folder, or a link leads out of its disk: what is done to it would be done to the
+ * router's own files. One that is not there is fine. */
+void check_folder_stays(const std::string &service, const std::string &disk, const std::string &folder);
+
 /* Why a service cannot use its disk now; empty when nothing is in the way. */
 std::string disk_obstacle(const std::string &disk);
 

@@ -18,6 +18,8 @@ int main(int argc, char **argv)
     nasctl::add_storage_commands(app);
     nasctl::add_plug_commands(app);
     nasctl::add_upnp_command(app);
+    nasctl::add_printer_commands(app);
+    nasctl::add_tethering_commands(app);
     nasctl::add_event_commands(app);
 
     try {

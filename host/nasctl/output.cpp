@@ -56,6 +56,12 @@ void print_table(const std::vector<std::vector<std::string>> &rows)
     }
 }
 
+void print_progress(const std::string &line)
+{
+    if (!json_wanted)
+        fprintf(stderr, "%s\n", line.c_str());
+}
+
 void print_error(const std::string &message)
 {
     std::string text = json_wanted ? Json({{"error", message}}).dump(-1, ' ', false, Json::error_handler_t::replace)

@@ -32,6 +32,9 @@ void print_line(const std::string &line);
 /* Columns as wide as their longest text; the first row is the heading. */
 void print_table(const std::vector<std::vector<std::string>> &rows);
 
+/* On standard error, and nowhere when JSON is wanted. */
+void print_progress(const std::string &line);
+
 void print_error(const std::string &message);
 
 std::string yes_or_no(bool value);

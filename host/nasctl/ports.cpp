@@ -20,7 +20,7 @@ struct FixedPort {
     int port;
 };
 
-constexpr FixedPort fixed_ports[] = {{"samba", 139}, {"samba", 445}, {"media", 8200}};
+constexpr FixedPort fixed_ports[] = {{"samba", 139}, {"samba", 445}, {"media", 8200}, {"entware", 23}};
 
 /* "0" to "65535" without anything else. */
 std::optional<int> parse_port(const std::string &text)

@@ -23,13 +23,24 @@ struct Arguments {
     bool no_apply = false;
 };
 
+/* Says, once, what the service is busy with; false when it is with nothing. */
+bool is_busy(const ServiceControl &control, std::string &said)
+{
+    const std::string now = control.under_way != nullptr ? control.under_way() : "";
+    if (!now.empty() && now != said)
+        print_progress(std::string(control.name) + ": " + now);
+    said = now;
+    return !now.empty();
+}
+
 /* A daemon that was just started needs a moment until it is in the process list. */
-ServiceState settled_state(const std::string &name, bool wanted)
+ServiceState settled_state(const ServiceControl &control, bool wanted)
 {
     constexpr int passes = 20;
     ServiceState state;
-    for (int pass = 0; pass < passes; pass++) {
-        state = service_state(service_info(name));
+    std::string said;
+    for (int pass = 0; pass < passes; pass = wanted && is_busy(control, said) ? 0 : pass + 1) {
+        state = service_state(service_info(control.name));
         if ((state.running >= state.needed) == wanted)
             break;
         usleep(100 * 1000);
@@ -53,7 +64,7 @@ ServiceState run_service(const ServiceControl &control, const char *mode, bool s
         control.check();
     // The FTP service's web server is started anew together with the web file service's own.
     run_alone(control.name, {control.name, "url"}, [&] { control.run(mode); });
-    return settled_state(control.name, should_run);
+    return settled_state(control, should_run);
 }
 
 void check_state(const ServiceState &state, bool should_run)
@@ -82,18 +93,6 @@ void apply_record(const ServiceControl &control, bool no_apply)
         print_state(service_state(service_info(control.name)));
     else
         apply(control, nullptr, is_enabled(control));
-}
-
-Assignments parse_assignments(const std::vector<std::string> &texts)
-{
-    Assignments assignments;
-    for (const std::string &text : texts) {
-        size_t equals = text.find('=');
-        if (equals == std::string::npos || equals == 0)
-            throw UsageError("\"" + text + "\" is no KEY=VALUE");
-        assignments.emplace_back(text.substr(0, equals), text.substr(equals + 1));
-    }
-    return assignments;
 }
 
 void list_services()

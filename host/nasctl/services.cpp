@@ -11,7 +11,8 @@ namespace
 {
 
 const ServiceControl *const controls[] = {
-    &ftp_control, &samba_control, &url_control, &rsync_control, &nalvexcloud_control, &media_control,
+    &ftp_control,         &samba_control,   &url_control,   &rsync_control,
+    &nalvexcloud_control, &torrent_control, &media_control, &entware_control,
 };
 
 int count_processes(const char *process_name)
@@ -66,6 +67,18 @@ int on_or_off(const std::string &service, const std::string &key, const std::str
 {
     refuse(service, key, value, value == "on" || value == "off" ? "" : "it is on or off");
     return value == "on" ? 1 : 0;
+}
+
+Assignments parse_assignments(const std::vector<std::string> &texts)
+{
+    Assignments assignments;
+    for (const std::string &text : texts) {
+        size_t equals = text.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw UsageError("\"" + text + "\" is no KEY=VALUE");
+        assignments.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+    }
+    return assignments;
 }
 
 /* The record's own flag is shown: the library counts a service without its disk as switched off. */

@@ -34,7 +34,12 @@ struct ServiceControl {
     bool (*user_guards_it)() = nullptr;
     /* Throws when the service, run as its record says, would let everybody in or leave its place. Null for none. */
     void (*check)() = nullptr;
+    /* What it is busy with before it can run, which takes longer; empty for nothing. Null for a service that never is. */
+    std::string (*under_way)() = nullptr;
 };
+
+/* Throws a UsageError for a text that is no KEY=VALUE. */
+Assignments parse_assignments(const std::vector<std::string> &texts);
 
 struct ServiceState {
     std::string name;
@@ -72,12 +77,14 @@ std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceStat
 Json service_json(const ServiceState &state);
 
 /* Each is defined in its service's own file. */
+extern const ServiceControl entware_control;
 extern const ServiceControl ftp_control;
 extern const ServiceControl media_control;
 extern const ServiceControl nalvexcloud_control;
 extern const ServiceControl rsync_control;
 extern const ServiceControl samba_control;
 extern const ServiceControl url_control;
+extern const ServiceControl torrent_control;
 
 } // namespace nasctl
 

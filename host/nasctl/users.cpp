@@ -22,7 +22,7 @@ struct UserService {
 };
 
 constexpr UserService user_services[] = {{"ftp", NAS_USER_SLOTS}, {"samba", NAS_USER_SLOTS}, {"url", 1, false},
-                                         {"rsync", 1, false},     {"nalvexcloud", 1, false}, {"torrent", 1}};
+                                         {"rsync", 1, false},     {"nalvexcloud", 1, false}, {"torrent", 1, false}};
 
 struct PermissionWord {
     const char *word;
@@ -88,6 +88,16 @@ void check_spelling(const std::string &service, const std::string &name)
     }
 }
 
+void check_password(const UserService &service, const std::string &password)
+{
+    std::string problem = problem_with_password(password);
+    // The torrent daemon would take the rest for one that it has enciphered itself.
+    if (problem.empty() && std::string_view(service.name) == "torrent" && password.front() == '{')
+        problem = "it must not begin with '{'";
+    if (!problem.empty())
+        throw UsageError("the password is refused: " + problem);
+}
+
 /* What the daemon does not know would be a promise that nobody keeps. */
 void check_rights(const UserService &service, const UserChange &change)
 {
@@ -96,12 +106,11 @@ void check_rights(const UserService &service, const UserChange &change)
         throw UsageError(std::string(service.name) + ": its user has every right; permission and folder cannot be set");
 }
 
-void apply_change(NasUser &user, const UserChange &change)
+void apply_change(NasUser &user, const UserService &service, const UserChange &change)
 {
+    check_rights(service, change);
     if (change.password) {
-        std::string problem = problem_with_password(*change.password);
-        if (!problem.empty())
-            throw UsageError("the password is refused: " + problem);
+        check_password(service, *change.password);
         nashost::copy_cut(user.password, sizeof user.password, *change.password);
     }
     if (change.permission)
@@ -192,11 +201,10 @@ void check_new_user(const std::string &service, const std::string &name)
 StoredUser add_user(const std::string &service, const std::string &name, const UserChange &change)
 {
     check_new_user(service, name);
-    check_rights(user_service(service), change);
     StoredUser added = {service, free_slot(user_service(service), users_of(service))};
     nashost::copy_cut(added.user.id, sizeof added.user.id, name);
     added.user.permission = NAS_USER_READ_WRITE;
-    apply_change(added.user, change);
+    apply_change(added.user, user_service(service), change);
     store(added);
     set_nas_user_system(service.c_str(), &added.user);
     return added;
@@ -208,8 +216,7 @@ StoredUser change_user(const std::string &service, const std::string &name, cons
     std::string problem = problem_with_user_name(name);
     if (!problem.empty())
         throw UsageError("the user \"" + name + "\" can only be removed: " + problem);
-    check_rights(user_service(service), change);
-    apply_change(changed.user, change);
+    apply_change(changed.user, user_service(service), change);
     store(changed);
     if (change.password)
         set_nas_user_system(service.c_str(), &changed.user);

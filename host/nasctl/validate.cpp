@@ -25,6 +25,10 @@ constexpr size_t longest_restriction = 255;
 constexpr std::string_view longest_command = "/bin/echo -en \"\\n\\n\" | /usr/bin/passwd '' > /dev/null 2>&1";
 static_assert(longest_command.size() + 2 * longest_password + longest_user_name <= 255);
 
+/* A folder's bytes once they are quoted for the shell, and may have become longer in UTF-8. With the longest names the
+ * torrent daemon's command line, 1023 characters, then stays whole, and so does the environment's path, 255. */
+constexpr size_t longest_path_in_command = 150;
+
 /* Below this number accounts belong to the system. */
 constexpr uid_t first_user_account = 1000;
 
@@ -57,6 +61,14 @@ bool is_letter_or_digit(char c)
 bool is_plain(char c)
 {
     return is_letter_or_digit(c) || c == '.' || c == '_' || c == '-';
+}
+
+std::string quoted_for_shell(const std::string &text)
+{
+    std::string quoted;
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted;
 }
 
 bool iconv_knows(const std::string &charset)
@@ -132,6 +144,19 @@ std::string problem_with_module(const std::string &folder, size_t longest)
         return "the daemon keeps this name for itself";
     std::string problem = problem_with_characters(folder);
     return problem.empty() ? problem_with_length(folder, longest) : problem;
+}
+
+std::string problem_with_torrent_folder(const std::string &folder)
+{
+    std::string problem = problem_with_folder(folder);
+    return problem.empty() ? problem_with_length(quoted_for_shell(folder), longest_path_in_command) : problem;
+}
+
+std::string problem_with_environment_folder(const std::string &folder)
+{
+    if (folder.empty() || folder == ".")
+        return "it would be the whole disk";
+    return problem_with_torrent_folder(folder);
 }
 
 std::string problem_with_charset(const std::string &charset, size_t longest)

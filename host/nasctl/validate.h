@@ -20,6 +20,12 @@ std::string problem_with_folder(const std::string &folder);
 /* A folder directly on a volume whose name becomes that of an rsync daemon's module. */
 std::string problem_with_module(const std::string &folder, size_t longest);
 
+/* A folder for torrents, which stands in one command line three times. */
+std::string problem_with_torrent_folder(const std::string &folder);
+
+/* The package environment's folder: the root of a system of its own. */
+std::string problem_with_environment_folder(const std::string &folder);
+
 /* "AUTO", or a character set that iconv knows. */
 std::string problem_with_charset(const std::string &charset, size_t longest);
 

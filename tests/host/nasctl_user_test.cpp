@@ -56,16 +56,30 @@ TEST_F(NasctlUser, IsAddedChangedAndRemoved)
     EXPECT_EQ(0, exit_status);
     EXPECT_EQ("anna,pw1,1", stored("nas_user_torrent"));
     EXPECT_EQ("", stored("nas_user_torrent.folder"));
-    nasctl("user set -s torrent anna --password pw2 --permission ro --folder 'Disk1:Größe 1'");
+    nasctl("user set -s torrent anna --password pw2");
     EXPECT_EQ(0, exit_status);
-    EXPECT_EQ("anna,pw2,2", stored("nas_user_torrent"));
-    EXPECT_EQ("Disk1:Größe 1", stored("nas_user_torrent.folder"));
-    nasctl("user set -s torrent anna --permission none --folder ''");
-    EXPECT_EQ("anna,pw2,0", stored("nas_user_torrent"));
-    EXPECT_EQ("", stored("nas_user_torrent.folder"));
+    EXPECT_EQ("anna,pw2,1", stored("nas_user_torrent"));
+    nasctl("user set -s torrent anna --permission ro");
+    EXPECT_EQ(2, exit_status) << "the daemon knows no rights";
     EXPECT_EQ("torrent: the user anna was removed\n", nasctl("user remove -s torrent anna"));
     EXPECT_EQ("absent", stored("nas_user_torrent"));
     EXPECT_EQ("absent", stored("nas_user_torrent.folder"));
+}
+
+/* Without a new password no account is touched. */
+TEST_F(NasctlUser, RightsAreChanged)
+{
+    put("nas_user_samba", "anna,pw,1");
+    nasctl("user set -s samba anna --permission ro --folder 'Disk1:Größe 1'");
+    EXPECT_EQ(0, exit_status);
+    EXPECT_EQ("anna,pw,2", stored("nas_user_samba"));
+    EXPECT_EQ("Disk1:Größe 1", stored("nas_user_samba.folder"));
+    nasctl("user set -s samba anna --permission none --folder ''");
+    EXPECT_EQ("anna,pw,0", stored("nas_user_samba"));
+    EXPECT_EQ("", stored("nas_user_samba.folder"));
+    nasctl("user set -s samba anna --folder a:" + std::string(253, 'b'));
+    EXPECT_EQ(0, exit_status);
+    EXPECT_EQ("a:" + std::string(253, 'b'), stored("nas_user_samba.folder"));
 }
 
 TEST_F(NasctlUser, PasswordCanComeFromStandardInput)
@@ -239,9 +253,6 @@ TEST_F(NasctlUser, FolderIsRefused)
         EXPECT_EQ(2, exit_status) << folder;
         EXPECT_EQ(0U, said.find("nasctl: the folder ")) << said;
     }
-    nasctl("user add -s torrent anna --password pw --folder a:" + std::string(253, 'b'));
-    EXPECT_EQ(0, exit_status);
-    EXPECT_EQ("a:" + std::string(253, 'b'), stored("nas_user_torrent.folder"));
 }
 
 TEST_F(NasctlUser, UsageIsChecked)
