@@ -31,8 +31,8 @@ command_exec() {
 
 check_network() {
     case ${1:-} in
-    lan | igd | inet) [ $# -ge 2 ] || usage 'which command?' ;;
-    *) usage "which network: lan, igd or inet? (not '${1:-}')" ;;
+    lan | igd | inet | phone) [ $# -ge 2 ] || usage 'which command?' ;;
+    *) usage "which network: lan, igd, inet or phone? (not '${1:-}')" ;;
     esac
     need_root
     need_up
@@ -43,10 +43,13 @@ command_net() {
     in_network "$@"
 }
 
+# with_packages NETWORK CMD...: a program of the packages, in the clients' root
+with_packages() {
+    in_network "$1" chroot "$STATE/world/clients" /bin/env -i \
+        PATH=/usr/bin:/usr/sbin:/bin:/sbin HOME=/root TERM="${TERM:-dumb}" "${@:2}"
+}
+
 command_cli() {
-    local netns=${1:-}
     check_network "$@"
-    shift
-    in_network "$netns" chroot "$STATE/world/clients" /bin/env -i \
-        PATH=/usr/bin:/usr/sbin:/bin:/sbin HOME=/root TERM="${TERM:-dumb}" "$@"
+    with_packages "$@"
 }

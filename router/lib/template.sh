@@ -86,11 +86,12 @@ remove_old() {
 # --- our layer over the packages' /usr ---
 fill_usr() {
     local usr=$1 packages_usr=$2 name module
-    mkdir -p "$usr"/{bin,sbin,lib/cups/backend,share/locale}
+    mkdir -p "$usr"/{bin,sbin,libexec,lib/cups/backend,share/locale}
     # busybox's, because of what they see (links to a daemon, long names) or how they are called
     for name in killall passwd wget find; do ln -s /bin/busybox "$usr/bin/$name"; done
     for name in telnetd chroot; do ln -s /bin/busybox "$usr/sbin/$name"; done
     cp "$packages_usr/bin/rsync" "$usr/bin/nalvexcloud" # no link: killall rsync would find it
+    ln -s /bin/busybox "$usr/libexec/usbdhclient"
     # the web server's file names its module folder: /usr/lib
     for module in "$packages_usr"/lib/lighttpd/*.so; do
         name=$(basename "$module")
