@@ -1,0 +1,70 @@
+"""Everything at once: the eight services on one disk, and the disk pulled out."""
+
+import pytest
+
+from conftest import wait_until
+
+SERVICES = ["ftp", "samba", "url", "rsync", "nalvexcloud", "torrent", "media", "entware"]
+DAEMONS = ["proftpd", "smbd", "nmbd", "lighttpd", "rsync", "nalvexcloud", "transmission-daemon", "minidlna", "telnetd"]
+NEED_DISK = ["rsync", "nalvexcloud", "transmission-daemon", "minidlna", "telnetd"]
+USER = ("anna", "pass-anna", "rw", "")
+SETTINGS = {
+    "rsync": ["disk=Disk1", "folder=Backup"],
+    "nalvexcloud": ["disk=Disk1", "folder=Sync"],
+    "torrent": ["disk=Disk1", "folder=Torrents"],
+    "media": ["name=Films", "disk=Disk1", "folder=Movies"],
+    "entware": ["disk=Disk1", "folder=Packages"],
+}
+
+
+@pytest.fixture
+def image(router, make_image):
+    files = {"Movies/note.txt": b"hello", "Backup/": None, "Sync/": None}
+    yield make_image("ext4", "Disk1", files, size="192M")
+    router.all_of_nasctl(["service", "disable", service] for service in SERVICES)
+    for service in ("ftp", "samba", "rsync", "nalvexcloud", "torrent"):
+        router.remove_users(service)
+
+
+def states(router):
+    return {state["name"]: state for state in router.nasctl_json("service", "list")}
+
+
+def all_run(router):
+    return all(state["running"] >= state["needed"] for state in states(router).values())
+
+
+def open_chains(router):
+    """The services' chains that let something in."""
+    rules = [line.split() for line in router.execute("iptables", "-t", "nat", "-S").stdout.splitlines()]
+    return {words[1] for words in rules if words[0] == "-A" and words[1].startswith("router_")}
+
+
+def test_all_services_run_together_and_the_disk_takes_them_down(router, image):
+    router.plug(image, "sda")
+    for service in ("ftp", "samba", "rsync", "nalvexcloud", "torrent"):
+        router.add_users(service, [USER])
+    for service, settings in SETTINGS.items():
+        router.nasctl("service", "set", service, *settings, "--no-apply")
+    router.all_of_nasctl(["service", "enable", service] for service in SERVICES)
+
+    assert list(states(router)) == SERVICES
+    wait_until(lambda: all_run(router), 30, "every service runs")
+    assert {daemon for daemon in DAEMONS if not router.runs(daemon)} == set()
+
+    assert {"router_rsync", "router_nalvexcloud", "router_torrent"} < open_chains(router)
+
+    router.unplug("sda")
+
+    assert {daemon for daemon in NEED_DISK if router.runs(daemon)} == set()
+    assert "/tmp/mnt" not in router.read("/proc/mounts")
+    assert router.execute("ls", "/tmp/mnt").stdout == ""
+    assert router.execute("test", "-e", "/tmp/cur", check=False).returncode == 1
+    assert "--dport 23 " not in router.execute("iptables", "-S", "INPUT").stdout
+    wait_until(lambda: open_chains(router) <= {"router_kelsto", "router_url"}, 30, "their ports are closed")
+    wait_until(lambda: states(router)["samba"]["running"] >= 2, 30, "what needs no disk runs again")
+    assert {daemon for daemon in NEED_DISK if router.runs(daemon)} == set()
+
+    router.plug(image, "sda")
+    wait_until(lambda: all_run(router), 60, "every service runs again")
+    router.unplug("sda")
