@@ -6,7 +6,7 @@ set -eu
 packages() {
     case $1 in
         build)
-            echo g++ cmake ninja-build pkg-config libgtest-dev binutils iproute2 sqlite3 \
+            echo g++ cmake ninja-build pkg-config python3 mandoc libgtest-dev binutils iproute2 sqlite3 \
                 libsqlite3-dev libnl-3-dev libnl-route-3-dev libblkid-dev libssl-dev libminiupnpc-dev libcli11-dev \
                 nlohmann-json3-dev ;;
         router) # what the virtual router is built with; its daemons are unpacked apart and never installed

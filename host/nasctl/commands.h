@@ -18,6 +18,7 @@ void add_upnp_command(CLI::App &app);
 void add_printer_commands(CLI::App &app);
 void add_tethering_commands(CLI::App &app);
 void add_event_commands(CLI::App &app);
+void add_reference_command(CLI::App &app);
 
 } // namespace nasctl
 

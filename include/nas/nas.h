@@ -1,5 +1,5 @@
 /* The whole interface of libnas. Every function has C linkage and may be called from any process that
- * also loads the host's operations (declared below src/platform). The library keeps no state between
+ * also loads the host's operations (declared in nas/platform). The library keeps no state between
  * calls; it is not made for several threads of one process. */
 #ifndef NAS_NAS_H
 #define NAS_NAS_H
