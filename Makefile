@@ -6,6 +6,7 @@
 #   make unit    the part of it that needs no root
 #   make lint    formatting, static analysis, shell scripts
 #   make bench   measure what the library promises
+#   make deb     build the Debian packages into build/deb
 #   make mips    cross-compile for MIPS (big-endian) and run the tests through an emulator
 #   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
 
@@ -13,7 +14,7 @@ PRESET ?= debug
 BUILD  := build/$(PRESET)
 STAGE  := build/stage/$(PRESET)
 
-.PHONY: run stop test unit scenario lint bench mips clean build stage setup setup-router
+.PHONY: run stop test unit scenario lint bench deb mips clean build stage setup setup-router
 
 run: stage setup-router
 	tools/demo.sh $(STAGE)
@@ -37,6 +38,10 @@ lint: setup
 bench: setup
 	tools/setup.sh bench
 	tools/bench.sh
+
+deb: setup
+	tools/setup.sh package
+	tools/deb.sh
 
 mips: setup
 	tools/setup.sh cross

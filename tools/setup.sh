@@ -14,6 +14,7 @@ packages() {
                 python3 python3-cryptography python3-pytest python3-pytest-xdist ;;
         lint) echo clang-format clang-tidy clang shellcheck ;;
         bench) echo valgrind binutils python3 ;;
+        package) echo debhelper lintian fakeroot dpkg-dev ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         *) echo "tools/setup.sh: no such group: $1" >&2; exit 2 ;;
     esac

@@ -1,7 +1,7 @@
 #!/bin/sh
-# usage: install_test.sh BUILD EXAMPLES
-# Installs what was built into a folder, builds the example against it in both ways, and runs it with the reference
-# host: in namespaces of its own, where /mnt holds one volume and no service runs.
+# usage: install_test.sh BUILD|TREE EXAMPLES
+# Installs what was built into a folder (or takes the tree where that was done), builds the example against it in both
+# ways, and runs it with the reference host: in namespaces of its own, where /mnt holds one volume and no service runs.
 set -eu
 
 build=$1
@@ -19,11 +19,14 @@ logged() {
     "$@" > "$log" 2>&1 || { cat "$log" >&2; fail "failed: $*"; }
 }
 
-logged install cmake --install "$build" --prefix "$prefix"
-
-# Moved: nothing that was installed may remember where it was put first.
-mv "$prefix" "$work/moved"
-prefix=$work/moved
+if [ -f "$build/CMakeCache.txt" ]; then
+    logged install cmake --install "$build" --prefix "$prefix"
+    # Moved: nothing that was installed may remember where it was put first.
+    mv "$prefix" "$work/moved"
+    prefix=$work/moved
+else
+    prefix=$(realpath "$build")
+fi
 libdir=$(dirname "$(find "$prefix" -name libnas.so)")
 export LD_LIBRARY_PATH="$libdir"
 
