@@ -23,7 +23,11 @@ class Programs:
         return json.loads(done.stdout)
 
     def run(self, name, *arguments):
-        return self._run([self.build / "bench" / name, *arguments])
+        """What a program prints; it is kept beside the results."""
+        answer = self._run([self.build / "bench" / name, *arguments])
+        path = self.results / ("-".join([name, *arguments]) + ".json")
+        path.write_text(json.dumps(answer, indent=2) + "\n", encoding="utf-8")
+        return answer
 
     def count_instructions(self, name, *arguments):
         """The instructions of the measured section; the profile stays in the results' folder for callgrind_annotate."""

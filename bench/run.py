@@ -8,7 +8,8 @@ import binary_rows
 import mount_rows
 import share_rows
 from programs import Programs
-from table import print_table, write_json
+from plots import write_plots
+from table import print_table, write_csv, write_json
 
 TOPICS = [mount_rows, share_rows, binary_rows]
 
@@ -19,6 +20,8 @@ def main(build, results):
     rows = [row for topic in TOPICS for row in topic.rows(programs)]
     print_table(rows)
     write_json(rows, Path(results) / "results.json")
+    write_csv(rows, Path(results) / "results.csv")
+    write_plots(rows, Path(results))
     missed = sum(row.verdict == "MISSED" for row in rows)
     if missed:
         print(f"{missed} missed")

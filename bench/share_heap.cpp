@@ -34,11 +34,13 @@ int measure_runs()
     std::printf("{");
     for (const ShareService &service : nas_bench::share_services()) {
         std::printf("%s\n  \"%s\": {", comma, service.name);
-        print_run(service, 10);
-        std::printf(", ");
-        print_run(service, 1000);
+        comma = "";
+        for (int folders : nas_bench::folder_counts) {
+            std::printf("%s", comma);
+            print_run(service, folders);
+            comma = ", ";
+        }
         std::printf("}");
-        comma = ",";
     }
     std::printf("\n}\n");
     return EXIT_SUCCESS;

@@ -4,6 +4,7 @@ from programs import calls_between, total
 from table import Row
 
 SERVICES = {"ftp": "FTP", "samba": "Samba"}
+FIXED_HEAP, HEAP_PER_FOLDER = 48 * 1024, 64
 STORE_READS = {"ftp": 31, "samba": 11}
 INSTRUCTIONS = {"ftp": 2, "samba": None}
 FOLDERS = (10, 1000)
@@ -37,7 +38,7 @@ def heap_rows(programs):
         for folders in FOLDERS:
             run = runs[service][str(folders)]
             yield Row(f"{title} run, 2 x {folders:,} folders: peak of the heap", run["peak"],
-                      48 * 1024 + run["text"] + 64 * folders, "bytes", f"text {run['text']:,}")
+                      FIXED_HEAP + run["text"] + HEAP_PER_FOLDER * folders, "bytes", f"text {run['text']:,}")
 
 
 def rows(programs):

@@ -26,9 +26,13 @@ int count_reads()
     const char *comma = "";
     std::printf("{");
     for (const ShareService &service : nas_bench::share_services()) {
-        const int few = reads_of_run(service, 10), many = reads_of_run(service, 1000);
-        std::printf("%s\n  \"%s\": {\"10\": %d, \"1000\": %d}", comma, service.name, few, many);
-        comma = ",";
+        std::printf("%s\n  \"%s\": {", comma, service.name);
+        comma = "";
+        for (int folders : nas_bench::folder_counts) {
+            std::printf("%s\"%d\": %d", comma, folders, reads_of_run(service, folders));
+            comma = ", ";
+        }
+        std::printf("}");
     }
     std::printf("\n}\n");
     return EXIT_SUCCESS;

@@ -13,6 +13,9 @@ namespace nas_bench
 
 inline constexpr std::array share_disks = {"/mnt/Disk1", "/mnt/Disk2"};
 
+// How many folders each disk has, run by run.
+inline constexpr std::array folder_counts = {10, 30, 100, 300, 1000};
+
 // Both services on, and the five users in the store, with every kind of rights. Each folder is open to somebody.
 void put_users(nas_test::RecordingHost &host);
 

@@ -1,5 +1,6 @@
 """A row of the table, the table itself, and its JSON."""
 
+import csv
 import json
 from dataclasses import asdict, dataclass
 
@@ -48,3 +49,10 @@ def write_json(rows, path):
     with open(path, "w", encoding="utf-8") as file:
         json.dump([asdict(row) | {"verdict": row.verdict} for row in rows], file, indent=2)
         file.write("\n")
+
+
+def write_csv(rows, path):
+    with open(path, "w", encoding="utf-8", newline="") as file:
+        writer = csv.writer(file)
+        writer.writerow(["what", "measured", "at most", "unit", "verdict", "note"])
+        writer.writerows([row.what, row.measured, row.bar, row.unit, row.verdict, row.note] for row in rows)

@@ -13,7 +13,7 @@ packages() {
             echo gcc libc6-dev util-linux mount iproute2 procps psmisc e2fsprogs iptables kmod \
                 python3 python3-cryptography python3-pytest python3-pytest-xdist ;;
         lint) echo clang-format clang-tidy clang shellcheck ;;
-        bench) echo valgrind binutils python3 ;;
+        bench) echo valgrind binutils python3 gnuplot-nox ;;
         package) echo debhelper lintian fakeroot dpkg-dev ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         *) echo "tools/setup.sh: no such group: $1" >&2; exit 2 ;;
