@@ -32,7 +32,8 @@ install(DIRECTORY ${nas_man_dir}/man3 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPON
 if(NAS_BUILD_HOST)
   set(nas_man_host ${PROJECT_SOURCE_DIR}/host/man/pages.toml)
   set(nas_man_text ${PROJECT_SOURCE_DIR}/host/README.md)
-  nas_man_pages(host COMMAND document_pages.py ${nas_man_host} SECTIONS 5 7 8 DEPENDS ${nas_man_host} ${nas_man_text})
+  nas_man_pages(host COMMAND document_pages.py ${nas_man_host} SECTIONS 5 7 8
+    DEPENDS ${nas_man_host} ${nas_man_text} ${PROJECT_SOURCE_DIR}/docs/porting.md)
   nas_man_pages(nasctl COMMAND command_page.py ${nas_man_text} $<TARGET_FILE:nasctl> SECTIONS 1
     DEPENDS nasctl ${nas_man_text})
   install(DIRECTORY ${nas_man_dir}/man1 ${nas_man_dir}/man5 ${nas_man_dir}/man7 ${nas_man_dir}/man8

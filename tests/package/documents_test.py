@@ -1,0 +1,60 @@
+#!/usr/bin/env python3
+"""documents_test.py SOURCE: links of the documents lead somewhere, and the tests that they name exist."""
+
+import re
+import sys
+from pathlib import Path
+
+# Where tests are named: in every row of a table whose last column is titled so.
+NAMING = ["SECURITY.md"]
+TEST_OF_CPP = re.compile(r"^TEST(?:_F|_P)?\((\w+), (\w+)\)", re.MULTILINE)
+
+
+def documents(source):
+    return [path for path in sorted(source.rglob("*.md")) if "build" not in path.relative_to(source).parts]
+
+
+def dead_links(source, path):
+    text = re.sub(r"^```.*?^```", "", path.read_text(encoding="utf-8"), flags=re.DOTALL | re.MULTILINE)
+    for target in re.findall(r"\]\(([^)#:\s]+)(?:#[^)]*)?\)", text):
+        if not (path.parent / target).exists():
+            yield f"{path.relative_to(source)}: there is no {target}"
+
+
+def tests_in(source):
+    return {f"{suite}.{name}" for path in (source / "tests").rglob("*.cpp")
+            for suite, name in TEST_OF_CPP.findall(path.read_text(encoding="utf-8"))}
+
+
+def exists(source, known, name):
+    path, _, function = name.partition("::")
+    if not path.startswith("tests/"):
+        return name in known
+    if not function:
+        return (source / path).exists()
+    file = source / path
+    return file.exists() and re.search(rf"^def {function}\(", file.read_text(encoding="utf-8"), re.MULTILINE)
+
+
+def unknown_tests(source, known, path):
+    text = path.read_text(encoding="utf-8")
+    named = re.findall(r"`([A-Z]\w+\.[A-Z]\w+|tests/[^`]+)`", text)
+    yield from (f"{path.name}: there is no test {name}" for name in named if not exists(source, known, name))
+    if not named:
+        yield f"{path.name}: names no test"
+    for table in re.findall(r"^\|.*\| tests \|\n\|[-| ]*\n((?:\|.*\n)+)", text, re.MULTILINE):
+        yield from (f"{path.name}: no test in: {row}" for row in table.splitlines()
+                    if not row.rstrip(" |").endswith("`"))
+
+
+def main(source):
+    source = Path(source)
+    known = tests_in(source)
+    complaints = [line for path in documents(source) for line in dead_links(source, path)]
+    complaints += [line for name in NAMING for line in unknown_tests(source, known, source / name)]
+    print("\n".join(complaints), end="\n" if complaints else "")
+    return 1 if complaints else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
