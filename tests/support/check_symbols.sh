@@ -33,10 +33,10 @@ same() {
 # The version itself is a symbol of the dynamic table, too (type A).
 $nm -D --defined-only "$library" | awk '$2 != "A" { sub(/@.*/, "", $3); print $3 }' | sort -u > "$work/exported"
 
-# Every name carries the version of its interface.
-unversioned=$($nm -D --defined-only "$library" | awk '$2 != "A" && $3 !~ /@@NAS_1$/ { print $3 }')
+# Every name carries the version of the interface that it came with.
+unversioned=$($nm -D --defined-only "$library" | awk '$2 != "A" && $3 !~ /@@NAS_[0-9]+$/ { print $3 }')
 # shellcheck disable=SC2086
-[ -z "$unversioned" ] || complain "exported without the version NAS_1:" $unversioned
+[ -z "$unversioned" ] || complain "exported without a version:" $unversioned
 
 sed 's|/\*.*\*/||' "$version_script" |
   awk '/global:/ { on = 1; sub(/.*global:/, "") } /local:/ { on = 0 } on' |
