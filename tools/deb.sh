@@ -18,7 +18,7 @@ mkdir -p "$source"
 git ls-files -z --cached --others --exclude-standard | xargs -0 cp --parents -t "$source"
 
 DEB_BUILD_OPTIONS="terse noautodbgsym parallel=$(nproc)"
-export DEB_BUILD_OPTIONS
+export DEB_BUILD_OPTIONS DEB_CFLAGS_STRIP=-g DEB_CXXFLAGS_STRIP=-g # no packages of debug symbols: no time for them
 (cd "$source" && dpkg-buildpackage --build=binary --no-sign) > $out/log 2>&1 || {
     tail -n 50 $out/log >&2
     echo "The build failed; the whole log is $out/log" >&2
