@@ -123,20 +123,21 @@ int get_nas_user_array(const char *service, NasUser *users, int count)
     return 1;
 }
 
-static void write_system_user(const char *service, int slot, const NasUser &user)
+// Says whether all of it was stored.
+static bool write_system_user(const char *service, int slot, const NasUser &user)
 {
     UserKey key;
     WrittenFolderKey folder_key;
     char value[short_record];
     format_text(key, "nas_user_system_%d", slot);
     format_text(value, "%s,%s", user.id, user.password);
-    iconfig_set_value_direct(key, value);
+    bool written = iconfig_set_value_direct(key, value) == 0;
     if (service == nullptr)
-        return;
+        return written;
     format_system_key(key, slot, service, "");
     format_system_key(folder_key, slot, service, ".folder");
-    iconfig_set_value_direct(key, permission_word(user.permission));
-    iconfig_set_value_direct(folder_key, user.folder);
+    written = iconfig_set_value_direct(key, permission_word(user.permission)) == 0 && written;
+    return iconfig_set_value_direct(folder_key, user.folder) == 0 && written;
 }
 
 static void remove_system_user(const char *service, int slot)
@@ -237,14 +238,25 @@ int check_user_valid_outof_service(const char *id, const char *service)
     return 0;
 }
 
+// While the store fails, the old user stays, and its restriction to a folder with it: the next run moves them again.
+static void move_to_system_user(int slot, const NasUser &user)
+{
+    if (!write_system_user("ftp", slot, user))
+        return;
+    UserKey key;
+    WrittenFolderKey folder_key;
+    format_own_key(key, "ftp", slot, "");
+    format_own_key(folder_key, "ftp", slot, ".folder");
+    if (iconfig_remove_config_tag(key) == 0)
+        iconfig_remove_config_tag(folder_key);
+}
+
 int convert_userdb(void)
 {
     for (int slot = 0; slot < NAS_USER_SLOTS; slot++) {
         NasUser user;
-        if (load_nas_user_record("ftp", slot, &user) == 0)
-            continue;
-        set_nas_user("ftp", slot, &user);
-        set_nas_user2("ftp", slot, nullptr);
+        if (load_nas_user_record("ftp", slot, &user) != 0)
+            move_to_system_user(slot, user);
     }
     return 0;
 }

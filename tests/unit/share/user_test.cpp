@@ -657,6 +657,23 @@ TEST_F(User, OldFtpUsersAreMoved)
     EXPECT_EQ(host.transcript(), "");
 }
 
+// A store that fails must not lose a user.
+TEST_F(User, OldFtpUserStaysUntilTheNewOneIsStored)
+{
+    host.set_config("nas_user_ftp", "anna,secret,2");
+    host.set_config("nas_user_ftp.folder", "Disk1");
+    host.config.refuses_writes = true;
+    EXPECT_EQ(host.call(convert_userdb), 0);
+    EXPECT_EQ(host.transcript(), "set nas_user_system_0 = anna,secret -> failed\n"
+                                 "set nas_user_system_0.ftp = ro -> failed\n"
+                                 "set nas_user_system_0.ftp.folder = Disk1 -> failed\n");
+    host.config.refuses_writes = false;
+    host.forget();
+    EXPECT_EQ(host.call(convert_userdb), 0);
+    EXPECT_EQ(host.count_lines("set "), 3);
+    EXPECT_EQ(host.count_lines("remove "), 2);
+}
+
 TEST_F(User, WithoutOldFtpUsersNothingIsChanged)
 {
     put_ftp_user(0, "anna");
