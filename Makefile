@@ -8,13 +8,14 @@
 #   make bench   measure what the library promises
 #   make deb     build the Debian packages into build/deb
 #   make mips    cross-compile for MIPS (big-endian) and run the tests through an emulator
+#   make target  the same with the device's C library, uClibc-ng, and GNU libiconv (the first time builds the tool chain)
 #   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
 
 PRESET ?= debug
 BUILD  := build/$(PRESET)
 STAGE  := build/stage/$(PRESET)
 
-.PHONY: run stop test unit scenario lint bench deb mips clean build stage setup setup-router
+.PHONY: run stop test unit scenario lint bench deb mips target clean build stage setup setup-router
 
 run: stage setup-router
 	tools/demo.sh $(STAGE)
@@ -46,6 +47,11 @@ deb: setup
 mips: setup
 	tools/setup.sh cross
 	$(MAKE) unit PRESET=mips
+
+target: setup
+	tools/setup.sh target
+	UCLIBC_TOOLCHAIN=$$(tools/target/build.sh) && export UCLIBC_TOOLCHAIN && $(MAKE) unit PRESET=mips-uclibc
+	PYTHONDONTWRITEBYTECODE=1 python3 bench/target.py build/mips-uclibc build/bench
 
 setup:
 	tools/setup.sh build

@@ -19,8 +19,10 @@ set(CMAKE_CXX_FLAGS_INIT
 set(_link "-B${_sysroot}/usr/lib/ --sysroot=${_sysroot} -L${_sysroot}/usr/lib -L${_sysroot}/lib -static-libgcc")
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "${_link}")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "${_link}")
-# The unwinder of this compiler asks for a function that only glibc has; libdlfo supplies it.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "${_link} -L${_libstdcxx}/lib -static-libstdc++ -Wl,-u,_dl_find_object -ldlfo")
+# The unwinder of this compiler asks for a function that only glibc has; libfindobject supplies it.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "${_link} -L${_libstdcxx}/lib -static-libstdc++ -Wl,-u,_dl_find_object -lfindobject")
+# Its symbols carry no version: a check knows them by its file.
+set(NAS_C_LIBRARY ${_sysroot}/lib/libc.so.0)
 set(CMAKE_FIND_ROOT_PATH ${_sysroot})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

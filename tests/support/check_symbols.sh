@@ -1,6 +1,7 @@
 #!/bin/sh
-# usage: check_symbols.sh LIBRARY VERSION_SCRIPT HEADER_FOLDER HOST_OPERATIONS
-# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded.
+# usage: check_symbols.sh LIBRARY VERSION_SCRIPT HEADER_FOLDER HOST_OPERATIONS [C_LIBRARY]
+# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded. C_LIBRARY is the file of a
+# C library whose symbols carry no version.
 set -eu
 export LC_ALL=C
 
@@ -8,6 +9,7 @@ library=$1
 version_script=$2
 headers=$3
 host_operations=$4
+c_library=${5:-}
 nm=${NM:-nm}
 readelf=${READELF:-readelf}
 work=$(mktemp -d)
@@ -53,10 +55,11 @@ cat "$headers"/*.h | sed -e 's|/\*.*\*/||' -e '/\/\*/,/\*\//d' -e '/^#/d' -e '/^
 same "exports" "$work/exported" "the library" "$work/listed" "$version_script"
 same "declarations" "$work/exported" "the library" "$work/declared" "$headers"
 
-# Undefined: the host's operations, libiconv's three, and the C library's (which carry a version). The tool chain
-# itself leaves three weak ones.
+# Undefined: the host's operations, libiconv's three, and the C library's (which carry a version, or are its file's). The
+# tool chain itself leaves a few weak ones.
 {
   cat "$host_operations"
+  [ -z "$c_library" ] || $nm -D --defined-only "$c_library" | awk '{ print $3 }'
   printf '%s\n' libiconv_open libiconv libiconv_close
   printf '%s\n' _ITM_deregisterTMCloneTable _ITM_registerTMCloneTable __gmon_start__
 } | sort -u > "$work/allowed"
@@ -67,7 +70,7 @@ strangers=$(comm -23 "$work/undefined" "$work/allowed")
 
 for needed in $($readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
   case $needed in
-    libc.so.6 | libiconv.so.2) ;;
+    libc.so.6 | libc.so.0 | libiconv.so.2) ;;
     *) complain "needs $needed" ;;
   esac
 done
