@@ -369,6 +369,18 @@ std::vector<std::string> find_golden_cases()
     return cases;
 }
 
+std::string golden_function(const std::string &folder)
+{
+    std::istringstream stream(read_at(golden_folder(), folder + "/case").value_or(""));
+    std::string line;
+    while (std::getline(stream, line)) {
+        std::string_view rest = line;
+        if (next_word(rest) == "call")
+            return next_word(rest);
+    }
+    return {};
+}
+
 GoldenCase set_up_golden_case(const std::string &folder, Sandbox &sandbox, RecordingHost &host)
 {
     Setup setup{sandbox, host};

@@ -33,6 +33,9 @@ struct GoldenCase {
 // The cases' folders, "media/first_start", ordered. The golden folder is opened here, before anything covers it.
 std::vector<std::string> find_golden_cases();
 
+// What the case calls, by the name alone.
+std::string golden_function(const std::string &folder);
+
 // Sets up what "case" describes.
 GoldenCase set_up_golden_case(const std::string &folder, Sandbox &sandbox, RecordingHost &host);
 
