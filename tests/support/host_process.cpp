@@ -37,13 +37,19 @@ void copy_bounded(char *to, std::size_t size, const std::string &from)
     return result;
 }
 
+// False for a folder, too: it can be opened, not read.
 bool read_whole(const char *path, std::string &text)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
+    std::FILE *const file = std::fopen(path, "rb");
+    if (file == nullptr)
         return false;
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    return true;
+    char part[4096];
+    text.clear();
+    for (std::size_t got = 0; (got = std::fread(part, 1, sizeof part, file)) > 0;)
+        text.append(part, got);
+    const bool read = std::ferror(file) == 0;
+    std::fclose(file);
+    return read;
 }
 
 int pid_in(const char *pid_file)

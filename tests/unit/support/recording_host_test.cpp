@@ -399,6 +399,7 @@ TEST_F(Recording, SmallFiles)
     EXPECT_NE(get_file_string("/tmp/f", text, 4), 0);
     EXPECT_STREQ(text, "12 ");
     EXPECT_EQ(get_file_string("/tmp/none", text, sizeof text), 0);
+    EXPECT_EQ(get_file_string("/tmp", text, sizeof text), 0);
     EXPECT_EQ(get_file_value("/tmp/f", 1), 12);
     EXPECT_EQ(get_file_value("/tmp/none", 1), 0);
     EXPECT_NE(file_exists("/tmp"), 0);
