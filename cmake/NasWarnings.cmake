@@ -12,3 +12,9 @@ if(NAS_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(nas_flags INTERFACE -fsanitize=address,undefined)
 endif()
+# clang alone: what the fuzzer needs to see which way an input went.
+if(NAS_FUZZ)
+  target_compile_options(nas_flags INTERFACE
+    -O1 -g -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(nas_flags INTERFACE -fsanitize=address,undefined)
+endif()

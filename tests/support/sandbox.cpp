@@ -12,6 +12,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <span>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -29,8 +30,15 @@ struct Place {
     const char *options;
 };
 
-constexpr Place places[] = {{"/etc", "mode=0755"}, {"/tmp", "mode=1777"},  {"/var", "mode=0755"},
-                            {"/mnt", "mode=0755"}, {"/proc", "mode=0755"}, {"/sys", "mode=0755"}};
+// /proc is the first.
+constexpr Place places[] = {{"/proc", "mode=0755"}, {"/etc", "mode=0755"}, {"/tmp", "mode=1777"},
+                            {"/var", "mode=0755"},  {"/mnt", "mode=0755"}, {"/sys", "mode=0755"}};
+constexpr const char *tables[] = {"/proc/mounts", "/proc/partitions"};
+
+std::span<const Place> covered_places(KernelProc proc)
+{
+    return std::span(places).subspan(proc == KernelProc::covered ? 0 : 1);
+}
 
 bool inside; // of the private namespaces
 
@@ -162,6 +170,36 @@ void list_below(const std::string &folder, std::string &text)
     }
 }
 
+// A file without a name over each of them.
+void cover_tables()
+{
+    constexpr const char *file = "/tmp/table";
+    for (const char *table : tables) {
+        close(open(file, O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+        if (mount(file, table, nullptr, MS_BIND, nullptr) != 0)
+            fail(table);
+        unlinkat(AT_FDCWD, file, 0);
+    }
+}
+
+void remove_below(const std::string &folder)
+{
+    DIR *const directory = opendir(folder.c_str());
+    if (directory == nullptr)
+        fail(folder);
+    while (const dirent *entry = readdir(directory)) {
+        const std::string path = folder + "/" + entry->d_name;
+        if (path == "/tmp/mnt" || path.ends_with("/.") || path.ends_with("/.."))
+            continue;
+        if (unlinkat(AT_FDCWD, path.c_str(), 0) == 0)
+            continue;
+        remove_below(path);
+        if (unlinkat(AT_FDCWD, path.c_str(), AT_REMOVEDIR) != 0)
+            fail(path);
+    }
+    closedir(directory);
+}
+
 } // namespace
 
 int in_sandbox(int (*body)())
@@ -182,26 +220,42 @@ int in_sandbox(int (*body)())
     _exit(status);
 }
 
-Sandbox::Sandbox()
+Sandbox::Sandbox(KernelProc proc) : proc_(proc)
 {
     if (!inside) {
         errno = EPERM;
         fail("not inside private namespaces");
     }
-    for (const Place &place : places) {
+    for (const Place &place : covered_places(proc)) {
         if (mount("sandbox", place.path, "tmpfs", MS_NOSUID, place.options) != 0)
             fail(place.path);
     }
     mkdirat(AT_FDCWD, "/tmp/mnt", 0755);
     if (mount("/mnt", "/tmp/mnt", nullptr, MS_BIND, nullptr) != 0)
         fail("/tmp/mnt");
+    if (proc == KernelProc::kept)
+        cover_tables();
 }
 
 Sandbox::~Sandbox()
 {
     umount2("/tmp/mnt", MNT_DETACH);
-    for (const Place &place : places)
+    for (const Place &place : covered_places(proc_))
         umount2(place.path, MNT_DETACH);
+    for (const char *table : tables) {
+        if (proc_ == KernelProc::kept)
+            umount2(table, MNT_DETACH);
+    }
+}
+
+void Sandbox::clear()
+{
+    for (const Place &place : covered_places(proc_))
+        remove_below(place.path);
+    for (const char *table : tables) {
+        if (proc_ == KernelProc::kept)
+            put_file(table, "");
+    }
 }
 
 void Sandbox::put_dir(const std::string &path, mode_t mode)

@@ -19,10 +19,14 @@ enum { NO_NAMESPACES = 77 }; // the exit status when there is no way to get them
 // uses root's rights, else a user namespace. Returns only when neither works: says what is needed, NO_NAMESPACES.
 int in_sandbox(int (*body)());
 
+// What becomes of the kernel's own /proc: covered like the rest, or kept but for the two tables that the library reads
+// there (a program that stays in one sandbox needs it for its leak checker).
+enum class KernelProc { covered, kept };
+
 class Sandbox
 {
   public:
-    Sandbox();
+    explicit Sandbox(KernelProc proc = KernelProc::covered);
     ~Sandbox();
     Sandbox(const Sandbox &) = delete;
     Sandbox &operator=(const Sandbox &) = delete;
@@ -35,6 +39,12 @@ class Sandbox
 
     void set_mounts(std::string_view text);     // /proc/mounts
     void set_partitions(std::string_view text); // /proc/partitions
+
+    // Empties it, as if it were made anew.
+    void clear();
+
+  private:
+    KernelProc proc_;
 };
 
 bool exists(const std::string &path);
