@@ -9,14 +9,16 @@
 #   make deb     build the Debian packages into build/deb
 #   make mips    cross-compile for MIPS (big-endian) and run the tests through an emulator
 #   make target  the same with the device's C library, uClibc-ng, and GNU libiconv (the first time builds the tool chain)
+#   make fuzz    hostile input for every parser, SECONDS each (600)
 #   make torture fail every call that the library makes, one by one, in every golden case
+#   make kills   kill the store's writers, KILLS times (20000)
 #   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
 
 PRESET ?= debug
 BUILD  := build/$(PRESET)
 STAGE  := build/stage/$(PRESET)
 
-.PHONY: run stop test unit scenario lint bench deb mips target torture clean build stage setup setup-router
+.PHONY: run stop test unit scenario lint bench deb mips target fuzz torture kills clean build stage setup setup-router
 
 run: stage setup-router
 	tools/demo.sh $(STAGE)
@@ -54,9 +56,18 @@ target: setup
 	UCLIBC_TOOLCHAIN=$$(tools/target/build.sh) && export UCLIBC_TOOLCHAIN && $(MAKE) unit PRESET=mips-uclibc
 	PYTHONDONTWRITEBYTECODE=1 python3 bench/target.py build/mips-uclibc build/bench
 
+SECONDS ?= 600
+fuzz: setup
+	tools/setup.sh fuzz
+	tools/fuzz.sh $(SECONDS)
+
 EVERY ?= 1
 torture: setup
 	tools/torture.sh $(EVERY)
+
+KILLS ?= 20000
+kills: setup
+	tools/store-kills.sh $(KILLS)
 
 setup:
 	tools/setup.sh build

@@ -17,7 +17,7 @@ packages() {
         package) echo debhelper lintian fakeroot dpkg-dev ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         target) echo g++-mips-linux-gnu qemu-user-static googletest uclibc-source gcc-12-source xz-utils python3 ;;
-        fuzz) echo clang llvm ;;
+        fuzz) echo clang libclang-rt-dev llvm ;;
         *) echo "tools/setup.sh: no such group: $1" >&2; exit 2 ;;
     esac
 }

@@ -5,6 +5,7 @@
 #include "torture/held.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -44,6 +45,14 @@ int failing_call;
 int calls;
 const Entry *first_failed;
 std::span<char> failed_name;
+void (*last_act)();
+
+[[noreturn]] void end_by_kill()
+{
+    last_act();
+    raise(SIGKILL);
+    std::abort();
+}
 
 void note_failed(const Entry &entry)
 {
@@ -201,6 +210,11 @@ void arm(Fault fault, int call, std::span<char> failed)
     failed_name = failed;
 }
 
+void set_last_act(void (*act)())
+{
+    last_act = act;
+}
+
 Outcome disarm()
 {
     wanted = Fault::none;
@@ -217,10 +231,12 @@ nas_torture::Function nas_torture_answer(std::size_t number)
     Function answer = entry.passing;
     if (entry.failing != nullptr && nas_test::in_library()) {
         ++calls;
-        if ((wanted == Fault::once && calls == failing_call) || (wanted == Fault::onward && calls >= failing_call)) {
+        if (calls == failing_call || (wanted == Fault::onward && calls > failing_call)) {
             note_failed(entry);
             answer = entry.failing;
         }
+        if (calls == failing_call && wanted == Fault::killed)
+            end_by_kill();
     }
     errno = error;
     return answer;

@@ -16,9 +16,13 @@ std::vector<std::string> stand_in_front();
 
 enum class Fault {
     none,
-    once,  // the n-th call fails
-    onward // the n-th and all later ones fail
+    once,   // the n-th call fails
+    onward, // the n-th and all later ones fail
+    killed, // instead of the n-th call the process ends by SIGKILL
 };
+
+// What a process that is to be killed does before.
+void set_last_act(void (*act)());
 
 // From now on the library's calls are counted from 1. The name of the one that fails first is written to `failed` at once.
 void arm(Fault fault, int call, std::span<char> failed);

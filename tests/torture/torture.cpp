@@ -1,7 +1,7 @@
 // torture [--every K] [--shard I/N] [TEXT]: fails every K-th call (default: each) that the library makes, once and from
-// there on, in all scenarios, in the I-th of N parts of them, or in those whose name holds TEXT. Each attempt has a
-// process and a world of its own and must end without crash and hang, hold nothing, leave no descriptor open, and the
-// good run behind it must end in the files and stores that good runs end in.
+// there on, and kills the process in its place, in all scenarios, in the I-th of N parts of them, or in those whose name
+// holds TEXT. Each attempt has a process and a world of its own and must end without crash and hang, hold nothing, leave
+// no descriptor open, and the good run behind it must end in the files and stores that good runs end in.
 #include "golden/golden_case.h"
 #include "support/sandbox.h"
 #include "torture/calls.h"
@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <glob.h>
 #include <map>
+#include <span>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -27,6 +28,7 @@ using nas_torture::Scenario;
 using nas_torture::World;
 
 constexpr unsigned longest_attempt = 30; // seconds
+constexpr const char *fault_words[] = {"", "once", "onward", "killed"};
 constexpr std::size_t room = std::size_t{16} << 20;
 
 // What an attempt's process tells the one that started it.
@@ -34,7 +36,8 @@ struct Report {
     int calls;
     char failed[64];
     char complaint[4096];
-    char good_end[2][room]; // after one good run, and after two
+    char good_end[2][room];  // after one good run, and after two
+    char stores[2][1 << 16]; // of a process that was killed
 };
 
 Report *report;
@@ -169,7 +172,7 @@ void run_good(const Scenario &scenario, World &world)
 {
     nas_torture::arm(Fault::none, 0, {});
     scenario.run(world);
-    report->calls = nas_torture::disarm().calls;
+    report->calls = std::max(report->calls, nas_torture::disarm().calls);
     nas_torture::forget_held();
 }
 
@@ -197,6 +200,7 @@ void set_up(const Scenario &scenario, World &world)
 void learn_good_ends(const Scenario &scenario, World &world)
 {
     set_up(scenario, world);
+    report->calls = 0;
     Beginning beginning(world);
     for (char(&end)[room] : report->good_end) {
         beginning.restore();
@@ -206,10 +210,56 @@ void learn_good_ends(const Scenario &scenario, World &world)
     }
 }
 
-void attempt(const Scenario &scenario, World &world, Fault fault, int call)
+// A store outlives the process that is killed: "key = value" lines, each ended by a zero byte.
+void save(const nas_test::Store &store, std::span<char> text)
 {
-    set_up(scenario, world);
-    Beginning beginning(world);
+    std::size_t end = 0;
+    for (const auto &[key, value] : store.values) {
+        const std::string line = value ? key + "=" + *value : key;
+        if (end + line.size() + 2 > text.size())
+            std::abort();
+        end += line.copy(text.data() + end, line.size());
+        text[end++] = '\0';
+    }
+    text[end] = '\0';
+}
+
+void load(nas_test::Store &store, const char *text)
+{
+    store.values.clear();
+    for (std::string_view line = text; !line.empty(); line = line.data() + line.size() + 1) {
+        const std::size_t equals = line.find('=');
+        std::optional<std::string> &value = store.values[std::string(line.substr(0, equals))];
+        if (equals != std::string_view::npos)
+            value = line.substr(equals + 1);
+    }
+}
+
+void save_stores()
+{
+    save(nas_test::host().config, report->stores[0]);
+    save(nas_test::host().status, report->stores[1]);
+}
+
+void run_killed(const Scenario &scenario, World &world, int call)
+{
+    nas_torture::set_last_act(save_stores);
+    const pid_t child = fork();
+    if (child == 0) {
+        nas_torture::arm(Fault::killed, call, report->failed);
+        scenario.run(world);
+        _exit(EXIT_SUCCESS);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (!WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL)
+        complain("was not killed");
+    load(world.host.config, report->stores[0]);
+    load(world.host.status, report->stores[1]);
+}
+
+bool run_failing(const Scenario &scenario, World &world, Fault fault, int call)
+{
     const int descriptors = open_descriptors();
     nas_torture::forget_held();
     nas_torture::arm(fault, call, report->failed);
@@ -219,6 +269,18 @@ void attempt(const Scenario &scenario, World &world, Fault fault, int call)
         complain("holds " + nas_torture::held());
     if (open_descriptors() != descriptors)
         complain(std::to_string(open_descriptors() - descriptors) + " descriptors more than before");
+    return was_answered;
+}
+
+void attempt(const Scenario &scenario, World &world, Fault fault, int call)
+{
+    set_up(scenario, world);
+    Beginning beginning(world);
+    bool was_answered = false;
+    if (fault == Fault::killed)
+        run_killed(scenario, world, call);
+    else
+        was_answered = run_failing(scenario, world, fault, call);
     beginning.restore();
     run_good(scenario, world);
     const std::string end = describe(world);
@@ -263,13 +325,13 @@ int torture(const Scenario &scenario, std::size_t number, Count &count)
     const int calls = report->calls;
     int wrong = 0;
     for (int call = 1 + static_cast<int>(number) % options.every; call <= calls; call += options.every) {
-        for (const Fault fault : {Fault::once, Fault::onward}) {
+        for (const Fault fault : {Fault::once, Fault::onward, Fault::killed}) {
             ++count.attempts;
             if (apart(sandbox, [&](World &world) { attempt(scenario, world, fault, call); }))
                 continue;
             ++wrong;
             std::printf("%s: call %d of %d, %s %s: %s\n", name.c_str(), call, calls, report->failed,
-                        fault == Fault::once ? "once" : "onward", report->complaint);
+                        fault_words[static_cast<int>(fault)], report->complaint);
         }
     }
     ++count.scenarios;
