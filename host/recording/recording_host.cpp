@@ -1,12 +1,12 @@
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
-#include "support/output_capture.h"
+#include "recording/output_capture.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
-namespace nas_test
+namespace nas_recording
 {
 namespace
 {
@@ -285,4 +285,4 @@ void RecordingHost::signal(const std::string &name, int pid, int signal)
     std::erase_if(processes, [](const Process &process) { return process.kills == 0; });
 }
 
-} // namespace nas_test
+} // namespace nas_recording

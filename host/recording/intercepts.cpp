@@ -3,7 +3,7 @@
 //
 // Each is defined under a name of its own with the symbol given apart: a header's declaration may be a macro, a
 // redirection to a 64-bit twin, or carry attributes, and both twins are needed.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -23,8 +23,8 @@
 namespace
 {
 
-using nas_test::HostsOwnDoing;
-using nas_test::RecordingHost;
+using nas_recording::HostsOwnDoing;
+using nas_recording::RecordingHost;
 
 template <class Function>
 Function *real(Function *, const char *name)
@@ -42,13 +42,13 @@ std::string octal(mode_t mode)
 // The host, when the library itself is acting; what the host does on its way is no act.
 RecordingHost *acting()
 {
-    return nas_test::in_library() ? nas_test::recording() : nullptr;
+    return nas_recording::in_library() ? nas_recording::recording() : nullptr;
 }
 
 // The same for acts that must not happen by accident: outside a call they are refused where that was asked for.
 RecordingHost *acting_or_refused()
 {
-    return nas_test::recording();
+    return nas_recording::recording();
 }
 
 bool is_to_fail(RecordingHost &host, const char *path)
@@ -126,45 +126,45 @@ std::map<std::FILE *, int> &open_commands()
 
 extern "C" {
 
-int nas_test_system(const char *command) SYMBOL("system");
-std::FILE *nas_test_popen(const char *command, const char *mode) SYMBOL("popen");
-int nas_test_pclose(std::FILE *file) SYMBOL("pclose");
-unsigned nas_test_sleep(unsigned seconds) SYMBOL("sleep");
-int nas_test_kill(pid_t pid, int signal) SYMBOL("kill");
-int nas_test_sethostname(const char *name, std::size_t length) SYMBOL("sethostname");
-std::time_t nas_test_time(std::time_t *result) SYMBOL("time");
-int nas_test_rand(void) SYMBOL("rand");
-void nas_test_srand(unsigned seed) SYMBOL("srand");
-void nas_test_syslog(int priority, const char *format, ...) SYMBOL("syslog") __attribute__((format(printf, 2, 3)));
-void nas_test_sync(void) SYMBOL("sync");
-std::FILE *nas_test_fopen(const char *path, const char *mode) SYMBOL("fopen");
-std::FILE *nas_test_fopen64(const char *path, const char *mode) SYMBOL("fopen64");
-int nas_test_chmod(const char *path, mode_t mode) SYMBOL("chmod");
-int nas_test_mkdir(const char *path, mode_t mode) SYMBOL("mkdir");
-int nas_test_unlink(const char *path) SYMBOL("unlink");
-int nas_test_symlink(const char *target, const char *path) SYMBOL("symlink");
-int nas_test_rename(const char *from, const char *to) SYMBOL("rename");
-int nas_test_rmdir(const char *path) SYMBOL("rmdir");
+int recorded_system(const char *command) SYMBOL("system");
+std::FILE *recorded_popen(const char *command, const char *mode) SYMBOL("popen");
+int recorded_pclose(std::FILE *file) SYMBOL("pclose");
+unsigned recorded_sleep(unsigned seconds) SYMBOL("sleep");
+int recorded_kill(pid_t pid, int signal) SYMBOL("kill");
+int recorded_sethostname(const char *name, std::size_t length) SYMBOL("sethostname");
+std::time_t recorded_time(std::time_t *result) SYMBOL("time");
+int recorded_rand(void) SYMBOL("rand");
+void recorded_srand(unsigned seed) SYMBOL("srand");
+void recorded_syslog(int priority, const char *format, ...) SYMBOL("syslog") __attribute__((format(printf, 2, 3)));
+void recorded_sync(void) SYMBOL("sync");
+std::FILE *recorded_fopen(const char *path, const char *mode) SYMBOL("fopen");
+std::FILE *recorded_fopen64(const char *path, const char *mode) SYMBOL("fopen64");
+int recorded_chmod(const char *path, mode_t mode) SYMBOL("chmod");
+int recorded_mkdir(const char *path, mode_t mode) SYMBOL("mkdir");
+int recorded_unlink(const char *path) SYMBOL("unlink");
+int recorded_symlink(const char *target, const char *path) SYMBOL("symlink");
+int recorded_rename(const char *from, const char *to) SYMBOL("rename");
+int recorded_rmdir(const char *path) SYMBOL("rmdir");
 // This file is compiled with 64-bit file sizes; only where they are native are both twins the same.
-int nas_test_statfs64(const char *path, struct statfs *facts) SYMBOL("statfs64");
+int recorded_statfs64(const char *path, struct statfs *facts) SYMBOL("statfs64");
 #if __SIZEOF_POINTER__ == 8
-int nas_test_statfs(const char *path, struct statfs *facts) SYMBOL("statfs");
+int recorded_statfs(const char *path, struct statfs *facts) SYMBOL("statfs");
 #endif
 
-int nas_test_system(const char *command)
+int recorded_system(const char *command)
 {
     RecordingHost *host = acting_or_refused();
     if (host == nullptr)
-        return real(nas_test_system, "system")(command);
+        return real(recorded_system, "system")(command);
     const HostsOwnDoing mine;
     return host->run(command);
 }
 
-std::FILE *nas_test_popen(const char *command, const char *mode)
+std::FILE *recorded_popen(const char *command, const char *mode)
 {
     RecordingHost *host = acting_or_refused();
     if (host == nullptr)
-        return real(nas_test_popen, "popen")(command, mode);
+        return real(recorded_popen, "popen")(command, mode);
     const HostsOwnDoing mine;
     int status = 0;
     const std::string output = host->open_output(command, status);
@@ -177,11 +177,11 @@ std::FILE *nas_test_popen(const char *command, const char *mode)
     return file;
 }
 
-int nas_test_pclose(std::FILE *file)
+int recorded_pclose(std::FILE *file)
 {
     const auto found = open_commands().find(file);
     if (found == open_commands().end())
-        return real(nas_test_pclose, "pclose")(file);
+        return real(recorded_pclose, "pclose")(file);
     const HostsOwnDoing mine;
     const int status = found->second;
     open_commands().erase(found);
@@ -189,25 +189,25 @@ int nas_test_pclose(std::FILE *file)
     return status;
 }
 
-unsigned nas_test_sleep(unsigned seconds)
+unsigned recorded_sleep(unsigned seconds)
 {
     RecordingHost *host = acting();
     if (host == nullptr)
-        return real(nas_test_sleep, "sleep")(seconds);
+        return real(recorded_sleep, "sleep")(seconds);
     const HostsOwnDoing mine;
     host->record("sleep " + std::to_string(seconds));
     host->now += seconds;
     return 0;
 }
 
-int nas_test_kill(pid_t pid, int signal)
+int recorded_kill(pid_t pid, int signal)
 {
     RecordingHost *host = acting();
     if (host == nullptr)
-        return real(nas_test_kill, "kill")(pid, signal);
+        return real(recorded_kill, "kill")(pid, signal);
     const HostsOwnDoing mine;
     bool there = false;
-    for (const nas_test::Process &process : host->processes)
+    for (const nas_recording::Process &process : host->processes)
         there = there || process.pid == pid;
     host->record_act("kill " + std::to_string(pid) + " " + std::to_string(signal), there);
     if (!there) {
@@ -219,41 +219,41 @@ int nas_test_kill(pid_t pid, int signal)
     return 0;
 }
 
-int nas_test_sethostname(const char *name, std::size_t length)
+int recorded_sethostname(const char *name, std::size_t length)
 {
     RecordingHost *host = acting_or_refused();
     if (host == nullptr)
-        return real(nas_test_sethostname, "sethostname")(name, length);
+        return real(recorded_sethostname, "sethostname")(name, length);
     const HostsOwnDoing mine;
     host->record("sethostname " + std::string(name, length));
     return 0;
 }
 
-std::time_t nas_test_time(std::time_t *result)
+std::time_t recorded_time(std::time_t *result)
 {
     RecordingHost *host = acting();
-    const std::time_t now = host == nullptr ? real(nas_test_time, "time")(nullptr) : host->now;
+    const std::time_t now = host == nullptr ? real(recorded_time, "time")(nullptr) : host->now;
     if (result != nullptr)
         *result = now;
     return now;
 }
 
 // The same numbers with every C library: the seed, the seed and one, ...
-int nas_test_rand(void)
+int recorded_rand(void)
 {
     RecordingHost *host = acting();
-    return host == nullptr ? real(nas_test_rand, "rand")() : static_cast<int>(host->random++ & 0x7fffffffU);
+    return host == nullptr ? real(recorded_rand, "rand")() : static_cast<int>(host->random++ & 0x7fffffffU);
 }
 
-void nas_test_srand(unsigned seed)
+void recorded_srand(unsigned seed)
 {
     RecordingHost *host = acting();
     if (host == nullptr)
-        return real(nas_test_srand, "srand")(seed);
+        return real(recorded_srand, "srand")(seed);
     host->random = seed;
 }
 
-void nas_test_syslog(int priority, const char *format, ...)
+void recorded_syslog(int priority, const char *format, ...)
 {
     char text[1024];
     std::va_list arguments;
@@ -262,83 +262,83 @@ void nas_test_syslog(int priority, const char *format, ...)
     va_end(arguments);
     RecordingHost *host = acting();
     if (host == nullptr) {
-        real(nas_test_syslog, "syslog")(priority, "%s", text);
+        real(recorded_syslog, "syslog")(priority, "%s", text);
         return;
     }
     const HostsOwnDoing mine;
     host->record("syslog " + std::to_string(priority) + " " + text);
 }
 
-void nas_test_sync(void)
+void recorded_sync(void)
 {
     RecordingHost *host = acting();
     if (host == nullptr)
-        return real(nas_test_sync, "sync")();
+        return real(recorded_sync, "sync")();
     const HostsOwnDoing mine;
     host->record("sync");
 }
 
-std::FILE *nas_test_fopen(const char *path, const char *mode)
+std::FILE *recorded_fopen(const char *path, const char *mode)
 {
-    return open_file(path, mode, real(nas_test_fopen, "fopen"));
+    return open_file(path, mode, real(recorded_fopen, "fopen"));
 }
 
-std::FILE *nas_test_fopen64(const char *path, const char *mode)
+std::FILE *recorded_fopen64(const char *path, const char *mode)
 {
-    return open_file(path, mode, real(nas_test_fopen64, "fopen64"));
+    return open_file(path, mode, real(recorded_fopen64, "fopen64"));
 }
 
-int nas_test_chmod(const char *path, mode_t mode)
+int recorded_chmod(const char *path, mode_t mode)
 {
     return change_file(
-        path, [&] { return real(nas_test_chmod, "chmod")(path, mode); },
+        path, [&] { return real(recorded_chmod, "chmod")(path, mode); },
         [&] { return "chmod " + octal(mode) + " " + path; });
 }
 
-int nas_test_mkdir(const char *path, mode_t mode)
+int recorded_mkdir(const char *path, mode_t mode)
 {
     return change_file(
-        path, [&] { return real(nas_test_mkdir, "mkdir")(path, mode); },
+        path, [&] { return real(recorded_mkdir, "mkdir")(path, mode); },
         [&] { return "mkdir " + octal(mode) + " " + path; });
 }
 
-int nas_test_unlink(const char *path)
+int recorded_unlink(const char *path)
 {
     return change_file(
-        path, [&] { return real(nas_test_unlink, "unlink")(path); }, [&] { return std::string("unlink ") + path; });
+        path, [&] { return real(recorded_unlink, "unlink")(path); }, [&] { return std::string("unlink ") + path; });
 }
 
-int nas_test_symlink(const char *target, const char *path)
+int recorded_symlink(const char *target, const char *path)
 {
     return change_file(
-        path, [&] { return real(nas_test_symlink, "symlink")(target, path); },
+        path, [&] { return real(recorded_symlink, "symlink")(target, path); },
         [&] { return std::string("symlink ") + target + " " + path; });
 }
 
-int nas_test_rename(const char *from, const char *to)
+int recorded_rename(const char *from, const char *to)
 {
     return change_file(
-        to, [&] { return real(nas_test_rename, "rename")(from, to); },
+        to, [&] { return real(recorded_rename, "rename")(from, to); },
         [&] { return std::string("rename ") + from + " " + to; });
 }
 
-int nas_test_rmdir(const char *path)
+int recorded_rmdir(const char *path)
 {
     return change_file(
-        path, [&] { return real(nas_test_rmdir, "rmdir")(path); }, [&] { return std::string("rmdir ") + path; });
+        path, [&] { return real(recorded_rmdir, "rmdir")(path); }, [&] { return std::string("rmdir ") + path; });
 }
 
-int nas_test_statfs64(const char *path, struct statfs *facts)
+int recorded_statfs64(const char *path, struct statfs *facts)
 {
     RecordingHost *host = acting();
-    return host == nullptr ? real(nas_test_statfs64, "statfs64")(path, facts) : answer_statfs(*host, path, facts);
+    return host == nullptr ? real(recorded_statfs64, "statfs64")(path, facts) : answer_statfs(*host, path, facts);
 }
 
 #if __SIZEOF_POINTER__ == 8
-int nas_test_statfs(const char *path, struct statfs *facts)
+int recorded_statfs(const char *path, struct statfs *facts)
 {
     RecordingHost *host = acting();
-    return host == nullptr ? real(nas_test_statfs, "statfs")(path, facts) : answer_statfs(*host, path, facts);
+    return host == nullptr ? real(recorded_statfs, "statfs")(path, facts) : answer_statfs(*host, path, facts);
 }
 #endif
 

@@ -1,13 +1,13 @@
 // Network facts and settings.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include "platform/network.h"
 
 #include <cstdio>
 #include <cstring>
 
-using nas_test::host;
-using nas_test::HostsOwnDoing;
+using nas_recording::host;
+using nas_recording::HostsOwnDoing;
 
 namespace
 {

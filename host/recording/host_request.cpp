@@ -1,13 +1,13 @@
 // Requests, signals and the user's log.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include "platform/request.h"
 
 #include <cstdarg>
 #include <cstring>
 
-using nas_test::host;
-using nas_test::HostsOwnDoing;
+using nas_recording::host;
+using nas_recording::HostsOwnDoing;
 
 int signal_nas(const char *request)
 {

@@ -1,5 +1,5 @@
 // Device, product and registration. The cipher turns every bit over: easy to undo by a test, and no secret.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include "platform/device.h"
 #include "platform/registration.h"
@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
-using nas_test::host;
-using nas_test::HostsOwnDoing;
+using nas_recording::host;
+using nas_recording::HostsOwnDoing;
 
 int get_si(const char *section, void *out)
 {

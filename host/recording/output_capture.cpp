@@ -1,4 +1,4 @@
-#include "support/output_capture.h"
+#include "recording/output_capture.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-namespace nas_test
+namespace nas_recording
 {
 namespace
 {
@@ -101,4 +101,4 @@ std::string take_captured_stderr()
     return take(channels[1]);
 }
 
-} // namespace nas_test
+} // namespace nas_recording

@@ -1,12 +1,12 @@
 // The two stores.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include "platform/store.h"
 
 #include <cstdlib>
 #include <cstring>
 
-namespace nas_test
+namespace nas_recording
 {
 
 std::optional<std::string> Store::look_up(const std::string &key) const
@@ -70,56 +70,56 @@ int remove_key(Store &store, const char *act, const char *key)
 }
 
 } // namespace
-} // namespace nas_test
+} // namespace nas_recording
 
-using nas_test::host;
+using nas_recording::host;
 
 int iconfig_get_value_direct(const char *key, char *value)
 {
-    return nas_test::get_text(host().config, key, value);
+    return nas_recording::get_text(host().config, key, value);
 }
 
 int istatus_get_value_direct(const char *key, char *value)
 {
-    return nas_test::get_text(host().status, key, value);
+    return nas_recording::get_text(host().status, key, value);
 }
 
 int iconfig_set_value_direct(const char *key, const char *value)
 {
-    return nas_test::set_text(host().config, "set", key, value);
+    return nas_recording::set_text(host().config, "set", key, value);
 }
 
 int istatus_set_value_direct(const char *key, const char *value)
 {
-    return nas_test::set_text(host().status, "set-status", key, value);
+    return nas_recording::set_text(host().status, "set-status", key, value);
 }
 
 int iconfig_get_intvalue_direct(const char *key)
 {
-    return nas_test::get_number(host().config, key);
+    return nas_recording::get_number(host().config, key);
 }
 
 int istatus_get_intvalue_direct(const char *key)
 {
-    return nas_test::get_number(host().status, key);
+    return nas_recording::get_number(host().status, key);
 }
 
 int iconfig_set_intvalue_direct(const char *key, int value)
 {
-    return nas_test::set_text(host().config, "set", key, std::to_string(value));
+    return nas_recording::set_text(host().config, "set", key, std::to_string(value));
 }
 
 int istatus_set_intvalue_direct(const char *key, int value)
 {
-    return nas_test::set_text(host().status, "set-status", key, std::to_string(value));
+    return nas_recording::set_text(host().status, "set-status", key, std::to_string(value));
 }
 
 int iconfig_remove_config_tag(const char *key)
 {
-    return nas_test::remove_key(host().config, "remove", key);
+    return nas_recording::remove_key(host().config, "remove", key);
 }
 
 int istatus_remove_status_tag(const char *key)
 {
-    return nas_test::remove_key(host().status, "remove-status", key);
+    return nas_recording::remove_key(host().status, "remove-status", key);
 }

@@ -1,5 +1,5 @@
 // Processes, the shell and small files.
-#include "support/recording_host.h"
+#include "recording/recording_host.h"
 
 #include "platform/process.h"
 
@@ -12,9 +12,9 @@
 #include <sys/stat.h>
 #include <utility>
 
-using nas_test::host;
-using nas_test::HostsOwnDoing;
-using nas_test::Process;
+using nas_recording::host;
+using nas_recording::HostsOwnDoing;
+using nas_recording::Process;
 
 namespace
 {
