@@ -6,12 +6,15 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <istream>
+#include <utility>
 
 namespace nashost
 {
@@ -71,14 +74,28 @@ bool append_line(const std::string &path, const std::string &line)
     return close(fd) == 0 && written;
 }
 
-void read_events(const std::string &path, std::vector<Event> &events)
+void read_events(std::istream &&file, std::vector<Event> &events)
 {
-    std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
         std::vector<std::string> parts = split(line, '\t');
         if (parts.size() == 5)
             events.push_back({parts[0], decimal_value(parts[1].c_str()), parts[2], parts[3], parts[4]});
     }
+}
+
+struct stat state_of(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0)
+        status = {};
+    return status;
+}
+
+void read_events_behind(const std::string &path, off_t position, std::vector<Event> &events)
+{
+    std::ifstream file(path);
+    file.seekg(position);
+    read_events(std::move(file), events);
 }
 
 } // namespace
@@ -122,11 +139,51 @@ std::vector<Event> last_events(size_t limit)
 {
     std::string path = setting("event_log");
     std::vector<Event> events;
-    read_events(old_log(path), events);
-    read_events(path, events);
+    read_events(std::ifstream(old_log(path)), events);
+    read_events(std::ifstream(path), events);
     if (events.size() > limit)
         events.erase(events.begin(), events.end() - static_cast<std::ptrdiff_t>(limit));
     return events;
+}
+
+LogPlace end_of_log()
+{
+    const struct stat log = state_of(setting("event_log"));
+    return {log.st_ino, log.st_size};
+}
+
+/* A line is written at once, so whoever sees its beginning sees all of it. */
+std::vector<Event> next_events(LogPlace &place)
+{
+    const std::string path = setting("event_log");
+    const struct stat log = state_of(path);
+    std::vector<Event> events;
+    if (log.st_ino != place.file) {
+        if (place.file != 0 && state_of(old_log(path)).st_ino == place.file)
+            read_events_behind(old_log(path), place.position, events);
+        place = {log.st_ino, 0};
+    }
+    if (log.st_size > place.position)
+        read_events_behind(path, place.position, events);
+    place.position = log.st_size;
+    return events;
+}
+
+/* The folder is watched: the log may be a new file. What was written before the watch began is not missed. */
+bool wait_for_events(const LogPlace &place)
+{
+    const std::string path = setting("event_log");
+    make_parent_folders(path);
+    const int fd = inotify_init1(IN_CLOEXEC);
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    bool waits = fd >= 0 && inotify_add_watch(fd, folder.c_str(), IN_MODIFY | IN_CREATE | IN_MOVED_TO) >= 0;
+    const LogPlace end = end_of_log();
+    char news[4096];
+    if (waits && end.file == place.file && end.position == place.position)
+        waits = read(fd, news, sizeof news) > 0;
+    if (fd >= 0)
+        close(fd);
+    return waits;
 }
 
 } // namespace nashost

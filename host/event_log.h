@@ -2,6 +2,8 @@
 #ifndef NASHOST_EVENT_LOG_H
 #define NASHOST_EVENT_LOG_H
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +31,20 @@ bool append_event(const Event &event);
 
 /* The last `limit` events, oldest first. */
 std::vector<Event> last_events(size_t limit);
+
+/* How far a reader of the log has come. */
+struct LogPlace {
+    ino_t file = 0; /* the log that it reads: it may have become the old one since */
+    off_t position = 0;
+};
+
+LogPlace end_of_log();
+
+/* The events behind the place, which moves behind them. */
+std::vector<Event> next_events(LogPlace &place);
+
+/* Waits until something is written to the log, or may have been; false when that cannot be waited for. */
+bool wait_for_events(const LogPlace &place);
 
 } // namespace nashost
 

@@ -3,6 +3,7 @@
 #include "files.h"
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -58,6 +59,23 @@ std::optional<ProcessState> process_state(int pid)
     state.zombie = letter == 'Z' || letter == 'X';
     state.kernel_thread = (flags & kernel_thread_flag) != 0;
     return state;
+}
+
+/* The kernel counts in ticks since it was booted itself. */
+std::optional<time_t> process_start(int pid)
+{
+    const std::string stat = read_text(proc_path(pid, "stat"), 1024).value_or("");
+    const size_t close = stat.rfind(')');
+    unsigned long long ticks = 0;
+    if (close == std::string::npos ||
+        sscanf(stat.c_str() + close + 1,
+               " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu", &ticks) != 1)
+        return std::nullopt;
+    timespec now = {}, up = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    clock_gettime(CLOCK_BOOTTIME, &up);
+    const auto seconds = static_cast<time_t>(ticks / static_cast<unsigned long long>(sysconf(_SC_CLK_TCK)));
+    return now.tv_sec - up.tv_sec + seconds;
 }
 
 /* The words end in null bytes; a process that rewrote its title may leave many at the end. */

@@ -2,6 +2,7 @@
 #ifndef NASHOST_PROCESSES_H
 #define NASHOST_PROCESSES_H
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@ std::vector<int> process_ids();
 
 /* Empty when there is no such process (any more). */
 std::optional<ProcessState> process_state(int pid);
+
+/* When it was started. */
+std::optional<time_t> process_start(int pid);
 
 /* The command line with one blank between the words, cut; empty for kernel threads and zombies. */
 std::string process_command_line(int pid);

@@ -1,0 +1,75 @@
+"""What `nasctl status` and `events --follow` say of a router that is at work."""
+
+import json
+import socket
+import threading
+import time
+
+import pytest
+
+from conftest import wait_until
+
+LAN_CLIENT = "192.168.1.10"
+
+
+@pytest.fixture
+def at_work(router, make_image, plugged):
+    """A disk, FTP switched on, and the media server on a disk that is not there."""
+    plugged(make_image("ext4", "Disk1", {"note.txt": b"note"}), "sda")
+    router.nasctl("service", "set", "media", "disk=Disk9", "folder=Films", "--force", "--no-apply")
+    router.nasctl("service", "enable", "media", "--no-apply")
+    router.switch_on("ftp", port=21, web_port=0)
+    yield
+    router.nasctl("service", "disable", "media", "--no-apply")
+    router.leave("ftp")
+
+
+def services(router):
+    return {service["name"]: service for service in router.nasctl_json("status")["services"]}
+
+
+def test_status_shows_services_disks_and_devices(router, at_work):
+    wait_until(lambda: services(router)["ftp"]["internet"] == "mapped", 15, "the gateway maps the port")
+    status = router.nasctl_json("status")
+    ftp, media = services(router)["ftp"], services(router)["media"]
+
+    assert (ftp["enabled"], ftp["running"] >= ftp["needed"], ftp["ports"]) == (True, True, [21])
+    assert abs(time.time() - ftp["since"]) < 120
+    assert ftp["clients"] == []
+    assert (media["disk"], media["disk_mounted"], media["running"], media["since"]) == ("Disk9", False, 0, None)
+    (volume,) = status["volumes"]
+    assert volume["volume"] == "Disk1"
+    assert 0 < volume["used"] < volume["total"]
+    assert volume["free"] > 0
+    assert [(device["kind"], device["device"]) for device in status["usb"]] == [("disk", "sda")]
+
+    screen = router.nasctl("status").stdout
+    assert "Disk9 (absent)" in screen
+    assert all(len(line) <= 120 for line in screen.splitlines())
+
+
+def test_status_counts_who_is_connected(router, at_work):
+    with router.network("lan"):
+        client = socket.create_connection(("192.168.1.1", 21), 10)
+    with client:
+        client.recv(100)
+        assert services(router)["ftp"]["clients"] == [LAN_CLIENT]
+    wait_until(lambda: services(router)["ftp"]["clients"] == [], 5, "the client is gone")
+
+
+def test_events_are_followed(router, at_work):
+    lines = []
+
+    def follow():
+        lines.extend(
+            router.execute("timeout", "8", "nasctl", "--json", "events", "--follow", "-n", "0", check=False)
+            .stdout.splitlines()
+        )
+
+    follower = threading.Thread(target=follow)
+    follower.start()
+    time.sleep(1)
+    router.switch_off("ftp")
+    follower.join()
+
+    assert [(event["id"], event["detail"]) for event in map(json.loads, lines)][-1:] == [("@{107}", "@{98}")]
