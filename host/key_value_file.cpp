@@ -10,6 +10,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace nashost
 {
 namespace
@@ -136,11 +138,17 @@ bool open_file(KeyValueFile &file)
     return false;
 }
 
+/* Nobody has written to it yet: to look into it creates nothing. */
+bool is_new(const KeyValueFile &file)
+{
+    return file.database == nullptr && access(setting(file.path_setting).c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
 } // namespace
 
 bool read_value(KeyValueFile &file, const char *key, char *value, size_t size)
 {
-    if (!open_file(file) || !bind(file.select, 1, key))
+    if (is_new(file) || !open_file(file) || !bind(file.select, 1, key))
         return false;
     bool found = sqlite3_step(file.select) == SQLITE_ROW;
     if (found)
@@ -160,7 +168,7 @@ bool write_value(KeyValueFile &file, const char *key, const char *value)
 
 bool remove_value(KeyValueFile &file, const char *key)
 {
-    if (!open_file(file) || !bind(file.erase, 1, key))
+    if (is_new(file) || !open_file(file) || !bind(file.erase, 1, key))
         return false;
     bool done = sqlite3_step(file.erase) == SQLITE_DONE && sqlite3_changes(file.database) > 0;
     sqlite3_reset(file.erase);
@@ -169,6 +177,8 @@ bool remove_value(KeyValueFile &file, const char *key)
 
 bool list_values(KeyValueFile &file, std::vector<std::pair<std::string, std::string>> &pairs)
 {
+    if (is_new(file))
+        return true;
     if (!open_file(file))
         return false;
     sqlite3_stmt *statement = prepared(file.database, "SELECT key, value FROM pair ORDER BY key");

@@ -37,6 +37,7 @@ constexpr Default defaults[] = {
     {"serviced_log", "/var/log/nas-serviced"},
     {"worker_program", "/usr/libexec/nas/nas-worker"},
     {"health_seconds", "5"},
+    {"plan_program", "/usr/libexec/nas/nas-plan"},
     {"volume_folders", "/etc/nas/volumes"},
     {"upnp_socket", "/var/run/nas/upnp.sock"},
     {"lan", "br-lan"},

@@ -15,6 +15,7 @@ int main(int argc, char **argv)
     nasctl::add_kelsto_commands(app);
     nasctl::add_config_commands(app);
     nasctl::add_status_command(app);
+    nasctl::add_plan_command(app);
     nasctl::add_storage_commands(app);
     nasctl::add_plug_commands(app);
     nasctl::add_upnp_command(app);

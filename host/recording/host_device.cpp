@@ -1,4 +1,4 @@
-// Device, product and registration. The cipher turns every bit over: easy to undo by a test, and no secret.
+// Device, product and registration, as they are set up. The cipher turns every bit over: easy to undo by a test, and no secret.
 #include "recording/recording_host.h"
 
 #include "platform/device.h"
@@ -40,13 +40,6 @@ int check_module_installed(const char *module)
 {
     const HostsOwnDoing mine;
     return host().device.modules.contains(module) ? 1 : 0;
-}
-
-int set_usbled(int port, int on)
-{
-    const HostsOwnDoing mine;
-    host().record("led " + std::to_string(port) + " " + std::to_string(on));
-    return 0;
 }
 
 int get_led_silent_control(LedSilentControl *control)

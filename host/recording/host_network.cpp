@@ -1,4 +1,4 @@
-// Network facts and settings.
+// Network facts, as they are set up.
 #include "recording/recording_host.h"
 
 #include "platform/network.h"
@@ -8,6 +8,7 @@
 
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
+using nas_recording::words;
 
 namespace
 {
@@ -31,24 +32,6 @@ bool answer(const Facts &facts, const char *key, char *to)
     return found != facts.end();
 }
 
-std::string words(std::initializer_list<const char *> all)
-{
-    std::string line;
-    for (const char *word : all) {
-        if (!line.empty())
-            line += ' ';
-        line += word == nullptr ? "(none)" : word;
-    }
-    return line;
-}
-
-int record(std::initializer_list<const char *> all)
-{
-    const HostsOwnDoing mine;
-    host().record(words(all));
-    return 0;
-}
-
 } // namespace
 
 int get_wan_ip(const char *wan, char *ip)
@@ -60,11 +43,6 @@ int get_ifconfig(const char *ifname, char *ip, char *mask)
 {
     answer(host().network.mask, ifname, mask);
     return answer(host().network.address, ifname, ip) ? 1 : 0;
-}
-
-int set_ifconfig(const char *ifname, const char *ip, const char *mask)
-{
-    return record({"ifconfig", ifname, ip, mask});
 }
 
 int get_ifexist(const char *ifname)
@@ -108,19 +86,6 @@ int get_wansetup_status(const char *wan)
 int get_default_gateway(const char *ifname, char *gateway)
 {
     return answer(host().network.gateway, ifname, gateway) ? 1 : 0;
-}
-
-int set_default_gateway(const char *ifname, const char *gateway)
-{
-    const HostsOwnDoing mine;
-    const bool refused = host().network.refused_routes.contains(ifname);
-    host().record_act(words({"gateway", ifname, gateway}), !refused);
-    return refused ? -1 : 0;
-}
-
-int set_default_gateway2(const char *ifname, const char *ip, const char *mask, const char *gateway)
-{
-    return record({"gateway2", ifname, ip, mask, gateway});
 }
 
 int check_default_gateway(const char *gateway, const char *ip, const char *mask)
@@ -167,16 +132,6 @@ int get_dns_shadow(const char *ifname, const char *type, char *dns1, char *dns2)
     put(dns1, found->second[0]);
     put(dns2, found->second[1]);
     return 0;
-}
-
-int dhcpd_set_dns(const char *dns1, const char *dns2)
-{
-    return record({"dhcp-dns", dns1, dns2});
-}
-
-int set_system_dns(const char *wan)
-{
-    return record({"system-dns", wan});
 }
 
 int get_autodns(void)

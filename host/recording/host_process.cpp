@@ -122,29 +122,6 @@ int kill_process2(const char *pid_file, int signal)
     return 0;
 }
 
-char *quote_r(char *text, int capacity)
-{
-    const HostsOwnDoing mine;
-    std::string quoted;
-    for (const char *c = text; *c != '\0'; ++c) {
-        const std::string_view next = *c == '\'' ? std::string_view("'\\''") : std::string_view(c, 1);
-        if (quoted.size() + next.size() >= static_cast<std::size_t>(capacity))
-            break;
-        quoted += next;
-    }
-    if (capacity > 0)
-        copy_bounded(text, static_cast<std::size_t>(capacity), quoted);
-    return text;
-}
-
-char *sf_strncpy(char *dst, const char *src, int size)
-{
-    const HostsOwnDoing mine;
-    if (size > 0)
-        copy_bounded(dst, static_cast<std::size_t>(size), src);
-    return dst;
-}
-
 int write_file(const char *path, const char *text)
 {
     const HostsOwnDoing mine;

@@ -97,22 +97,33 @@ std::FILE *open_file(const char *path, const char *mode, std::FILE *(*real_open)
     return file;
 }
 
-// Answers from the scripted sizes; paths without one do not exist.
+std::optional<nas_recording::FileSystem> file_system(const RecordingHost &host, const char *path)
+{
+    nas_recording::FileSystem facts = {};
+    if (host.live_file_system && host.live_file_system(path, facts))
+        return facts;
+    const auto found = host.file_systems.find(path);
+    if (found == host.file_systems.end())
+        return std::nullopt;
+    return found->second;
+}
+
+// Paths of which nothing is known do not exist.
 int answer_statfs(RecordingHost &host, const char *path, struct statfs *facts)
 {
     const HostsOwnDoing mine;
     ++host.statfs_calls;
-    const auto found = host.file_systems.find(path);
-    if (found == host.file_systems.end()) {
+    const std::optional<nas_recording::FileSystem> found = file_system(host, path);
+    if (!found) {
         errno = ENOENT;
         return -1;
     }
     std::memset(facts, 0, sizeof *facts);
-    facts->f_bsize = static_cast<decltype(facts->f_bsize)>(found->second.block_size);
-    facts->f_frsize = static_cast<decltype(facts->f_frsize)>(found->second.block_size);
-    facts->f_blocks = found->second.blocks;
-    facts->f_bfree = found->second.free_blocks;
-    facts->f_bavail = found->second.available_blocks;
+    facts->f_bsize = static_cast<decltype(facts->f_bsize)>(found->block_size);
+    facts->f_frsize = static_cast<decltype(facts->f_frsize)>(found->block_size);
+    facts->f_blocks = found->blocks;
+    facts->f_bfree = found->free_blocks;
+    facts->f_bavail = found->available_blocks;
     return 0;
 }
 

@@ -72,6 +72,17 @@ std::string visible(std::string_view text)
     return shown;
 }
 
+std::string words(std::initializer_list<const char *> all)
+{
+    std::string line;
+    for (const char *word : all) {
+        if (!line.empty())
+            line += ' ';
+        line += word == nullptr ? "(none)" : word;
+    }
+    return line;
+}
+
 RecordingHost &host()
 {
     if (current_host == nullptr) {
@@ -201,7 +212,7 @@ void RecordingHost::drain_output()
     append_lines(lines_, "stdout", take_captured_stdout());
 }
 
-void RecordingHost::record(std::string line)
+void RecordingHost::record(const std::string &line)
 {
     drain_output();
     lines_.push_back(visible(line));
@@ -211,7 +222,7 @@ void RecordingHost::record_act(std::string line, bool done)
 {
     if (!done)
         line += " -> failed";
-    record(std::move(line));
+    record(line);
 }
 
 Command *RecordingHost::find_command(const std::string &command)
@@ -223,11 +234,16 @@ Command *RecordingHost::find_command(const std::string &command)
     return nullptr;
 }
 
-int RecordingHost::exit_status_of(const std::string &command)
+int RecordingHost::exit_status_of(const std::string &command, std::string &output)
 {
+    if (live_command) {
+        if (const std::optional<int> answer = live_command(command, output))
+            return *answer;
+    }
     if (Command *scripted = find_command(command)) {
         if (scripted->effect)
             scripted->effect();
+        output = scripted->output;
         const std::size_t last = scripted->exit_statuses.size() - 1;
         return scripted->exit_statuses[std::min(scripted->runs++, last)];
     }
@@ -245,7 +261,8 @@ int RecordingHost::exit_status_of(const std::string &command)
 
 int RecordingHost::run(const std::string &command)
 {
-    const int exit_status = exit_status_of(command);
+    std::string output;
+    const int exit_status = exit_status_of(command, output);
     if (exit_status < 0) {
         record("run " + command + " -> failed");
         return -1;
@@ -257,9 +274,9 @@ int RecordingHost::run(const std::string &command)
 std::string RecordingHost::open_output(const std::string &command, int &result)
 {
     record("popen " + command);
-    const Command *scripted = find_command(command);
-    result = exit_status_of(command) << 8;
-    return scripted == nullptr ? std::string() : scripted->output;
+    std::string output;
+    result = exit_status_of(command, output) << 8;
+    return output;
 }
 
 std::vector<Process> RecordingHost::look_for(const char *name)

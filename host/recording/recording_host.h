@@ -1,5 +1,5 @@
 // A host that acts on nothing: it defines every operation that the library expects of its host, stands in front of
-// the C library's functions that leave the process, answers from what a test has set up, and writes every outside
+// the C library's functions that leave the process, answers from what it was told, and writes every outside
 // act as one line of one ordered transcript. It knows no test framework.
 //
 // Lines (a control character inside a line is shown as its picture, "␊" for a line feed):
@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <ctime>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <set>
@@ -143,6 +144,9 @@ class RecordingHost
     std::vector<Command> commands;                           // the first that fits answers; without one: status 0
     std::map<std::string, FileSystem> file_systems;          // per path for statfs; other paths fail
     std::function<bool(const std::string &path)> fails = {}; // acts on which paths fail, without being done
+    // Asked before `commands` and `file_systems`. The exit status of a command, and what it says.
+    std::function<std::optional<int>(const std::string &command, std::string &output)> live_command = {};
+    std::function<bool(const std::string &path, FileSystem &facts)> live_file_system = {};
     NetworkFacts network;
     DeviceFacts device;
     std::time_t now = 1'000'000'000;
@@ -155,7 +159,7 @@ class RecordingHost
     int process_list_calls = 0;
 
     // For the operations.
-    void record(std::string line);
+    void record(const std::string &line);
     void record_act(std::string line, bool done); // with " -> failed" when it was not
     int run(const std::string &command);          // records; returns a status as system does
     std::string open_output(const std::string &command, int &result);
@@ -172,7 +176,7 @@ class RecordingHost
     };
     void drain_output();
     Command *find_command(const std::string &command);
-    int exit_status_of(const std::string &command);
+    int exit_status_of(const std::string &command, std::string &output);
 
     std::vector<std::string> lines_;
     int next_pid_ = 1000;
@@ -200,6 +204,9 @@ void refuse_unrecorded_acts();
 
 // A line's text with control characters shown as their pictures.
 std::string visible(std::string_view text);
+
+// The words with a blank between two; "(none)" for null.
+std::string words(std::initializer_list<const char *> all);
 
 } // namespace nas_recording
 
