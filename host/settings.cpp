@@ -36,6 +36,7 @@ constexpr Default defaults[] = {
     {"serviced_socket", "/var/run/nas/serviced.sock"},
     {"serviced_log", "/var/log/nas-serviced"},
     {"worker_program", "/usr/libexec/nas/nas-worker"},
+    {"doctor_program", "/usr/libexec/nas/nas-doctor"},
     {"health_seconds", "5"},
     {"plan_program", "/usr/libexec/nas/nas-plan"},
     {"volume_folders", "/etc/nas/volumes"},

@@ -12,6 +12,7 @@ void add_config_commands(CLI::App &app);
 void add_storage_commands(CLI::App &app);
 void add_user_commands(CLI::App &app);
 void add_kelsto_commands(CLI::App &app);
+void add_doctor_command(CLI::App &app);
 void add_plan_command(CLI::App &app);
 void add_status_command(CLI::App &app);
 void add_plug_commands(CLI::App &app);

@@ -22,6 +22,7 @@ int main(int argc, char **argv)
     nasctl::add_printer_commands(app);
     nasctl::add_tethering_commands(app);
     nasctl::add_event_commands(app);
+    nasctl::add_doctor_command(app);
     nasctl::add_reference_command(app);
 
     try {

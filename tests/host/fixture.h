@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <set>
 #include <string>
 
 namespace host_test
@@ -25,6 +26,9 @@ bool in_child(const std::function<bool()> &body);
 /* The child's pid; it leaves with 0 when `body` returns true, else with 1. */
 pid_t start_child(const std::function<bool()> &body);
 bool child_succeeded(pid_t child);
+
+/* What the platform's headers declare; the character set converter is no part of the host. */
+std::set<std::string> declared_operations();
 
 /* The output of a shell command. */
 std::string output_of(const std::string &command, int *status = nullptr);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 namespace host_test
@@ -84,6 +85,23 @@ bool child_succeeded(pid_t child)
 bool in_child(const std::function<bool()> &body)
 {
     return child_succeeded(start_child(body));
+}
+
+std::set<std::string> declared_operations()
+{
+    std::set<std::string> names;
+    const std::regex declaration("^(?:int |char \\*)([A-Za-z_0-9]+)\\(");
+    for (const auto &entry : std::filesystem::directory_iterator(PLATFORM_HEADERS)) {
+        if (entry.path().extension() != ".h" || entry.path().filename() == "iconv.h")
+            continue;
+        std::istringstream text(contents(entry.path()));
+        std::smatch match;
+        for (std::string line; std::getline(text, line);) {
+            if (std::regex_search(line, match, declaration))
+                names.insert(match[1]);
+        }
+    }
+    return names;
 }
 
 std::string output_of(const std::string &command, int *status)

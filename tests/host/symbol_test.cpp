@@ -2,32 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 
 namespace
 {
-
-/* What the platform's headers declare; the character set converter is no part of the host. */
-std::set<std::string> declared()
-{
-    std::set<std::string> names;
-    const std::regex declaration("^(?:int |char \\*)([A-Za-z_0-9]+)\\(");
-    for (const auto &entry : std::filesystem::directory_iterator(PLATFORM_HEADERS)) {
-        if (entry.path().extension() != ".h" || entry.path().filename() == "iconv.h")
-            continue;
-        std::istringstream text(host_test::contents(entry.path()));
-        std::smatch match;
-        for (std::string line; std::getline(text, line);) {
-            if (std::regex_search(line, match, declaration))
-                names.insert(match[1]);
-        }
-    }
-    return names;
-}
 
 std::set<std::string> exported()
 {
@@ -42,7 +22,7 @@ std::set<std::string> exported()
 
 TEST(Symbols, AreExactlyTheOperationsThatTheLibraryCalls)
 {
-    std::set<std::string> names = declared();
+    std::set<std::string> names = host_test::declared_operations();
     EXPECT_GT(names.size(), 50U);
     EXPECT_EQ(names, exported());
 }

@@ -1,4 +1,4 @@
-"""What `nasctl status` and `events --follow` say of a router that is at work."""
+"""What `nasctl status`, `events --follow` and `doctor` say of a router that is at work."""
 
 import json
 import socket
@@ -73,3 +73,20 @@ def test_events_are_followed(router, at_work):
     follower.join()
 
     assert [(event["id"], event["detail"]) for event in map(json.loads, lines)][-1:] == [("@{107}", "@{98}")]
+
+
+def test_the_installed_host_is_right(router):
+    before = router.nasctl("--json", "config", "list").stdout
+    report = router.nasctl_json("doctor")
+
+    assert {finding["verdict"] for finding in report["findings"]} == {"right"}
+    assert len(report["findings"]) > 40
+    assert router.nasctl("--json", "config", "list").stdout == before
+
+
+def test_without_root_the_doctor_checks_what_changes_nothing(router):
+    done = router.execute("/usr/bin/setpriv", "--reuid", "nobody", "--clear-groups", "nasctl", "--json", "doctor")
+
+    verdicts = [finding["verdict"] for finding in json.loads(done.stdout)["findings"]]
+    assert set(verdicts) == {"right", "not checked"}
+    assert verdicts.count("right") > 15
