@@ -6,6 +6,7 @@
 #include "nas/hotplug.h"
 #include "nas/media.h"
 #include "nas/mount.h"
+#include "nas/partition.h"
 #include "nas/printer.h"
 #include "nas/samba.h"
 #include "nas/service.h"
@@ -113,6 +114,11 @@ std::span<const Service> services()
 std::span<const Periodic> periodics()
 {
     return periodic_callbacks;
+}
+
+bool is_disk_there(const std::string &disk)
+{
+    return get_blockdev_exist(disk.c_str()) != 0;
 }
 
 void perform_event(const std::string &event)

@@ -32,6 +32,9 @@ struct Periodic {
 std::span<const Service> services();
 std::span<const Periodic> periodics();
 
+/* Is the disk plugged in? */
+bool is_disk_there(const std::string &disk);
+
 /* Performs "add,<disk>". */
 void perform_event(const std::string &event);
 

@@ -119,12 +119,16 @@ void run_periodic(const std::string &name)
     edit_schedule([&](Schedule &schedule) { end_call(schedule, name, record, present_time()); });
 }
 
-/* The name goes unquoted into a command line: nothing but a disk's name may. */
+/* The name goes unquoted into a command line: nothing but a disk's name may. A disk that was pulled out before its turn
+ * came has no event any more: nothing would be mounted, and all the services would be started anew for it. */
 bool perform_mount(const std::string &disk)
 {
     if (!nashost::is_disk_name(disk))
         return false;
-    perform_event("add," + disk);
+    if (is_disk_there(disk))
+        perform_event("add," + disk);
+    else
+        syslog(LOG_INFO, "%s is gone already", disk.c_str());
     return true;
 }
 

@@ -128,6 +128,11 @@ std::span<const Periodic> periodics()
     return periodic_callbacks;
 }
 
+bool is_disk_there(const std::string &)
+{
+    return access((folder() + "/no_disk").c_str(), F_OK) != 0;
+}
+
 /* As the library does when a disk was added: it ends serviced and starts another. */
 void perform_event(const std::string &event)
 {

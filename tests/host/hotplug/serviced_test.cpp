@@ -138,7 +138,7 @@ struct Serviced : testing::Test {
         EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
         if (HasFailure())
             ADD_FAILURE() << private_world::contents(journal_path()) << private_world::contents(log_path());
-        for (const char *name : {"crash", "many", "dead", "dead_volume"})
+        for (const char *name : {"crash", "many", "dead", "dead_volume", "no_disk"})
             remove_file(name);
         std::filesystem::remove_all(private_world::folder() + "/run");
         std::filesystem::remove(log_path());
@@ -372,6 +372,21 @@ TEST_F(Serviced, RefusesADiskThatIsNone)
     EXPECT_EQ((Lines{"starting alpha", "begin alpha", "end alpha", "started alpha"}), journal());
     const std::string log = private_world::contents(log_path());
     EXPECT_NE(std::string::npos, log.find("unknown request \"mount:sda;reboot\"")) << log;
+}
+
+TEST_F(Serviced, DoesNothingForADiskThatIsGoneAlready)
+{
+    start_busy();
+    const std::vector<int> old = running();
+    EXPECT_EQ(0, signal_nas("mount:sda"));
+    make_file("no_disk"); // pulled out while the request waits
+    forget();
+    remove_file("hold");
+    EXPECT_TRUE(wait_until([] { return !nashost::requests_wait() && !is_worker_there(); }));
+    EXPECT_EQ((Lines{"end alpha", "started alpha"}), journal());
+    EXPECT_EQ(old, running());
+    const std::string log = private_world::contents(log_path());
+    EXPECT_NE(std::string::npos, log.find("sda is gone already")) << log;
 }
 
 TEST_F(Serviced, CallsPeriodicCallbacksAsTheyWish)
