@@ -1,7 +1,6 @@
 #include "lock_file.h"
 
 #include "files.h"
-#include "settings.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -45,7 +44,7 @@ bool LockFile::take_within(const std::string &path, int milliseconds)
     if (!open_file(path))
         return false;
     for (int waited = 0; flock(fd_, LOCK_EX | LOCK_NB) != 0; waited += pause_milliseconds) {
-        if (waited >= milliseconds) {
+        if (errno != EWOULDBLOCK || waited >= milliseconds) {
             release();
             return false;
         }
@@ -61,9 +60,11 @@ bool LockFile::is_held() const
 
 void LockFile::release()
 {
+    const int error = errno; // a refused lock is let go, too
     if (fd_ >= 0)
         close(fd_);
     fd_ = -1;
+    errno = error;
 }
 
 std::string LockFile::note() const
@@ -77,11 +78,6 @@ void LockFile::set_note(std::string_view text) const
 {
     if (ftruncate(fd_, 0) == 0 && !text.empty() && lseek(fd_, 0, SEEK_SET) == 0)
         write_all(fd_, text);
-}
-
-std::string worker_lock_path()
-{
-    return setting("run_dir") + "/worker.lock";
 }
 
 } // namespace nashost

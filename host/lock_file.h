@@ -18,7 +18,8 @@ class LockFile
     LockFile(const LockFile &) = delete;
     LockFile &operator=(const LockFile &) = delete;
 
-    /* Waits until the file is free, or `milliseconds` at most; its folders are created. False when it is not had. */
+    /* Waits until the file is free, or `milliseconds` at most; its folders are created. False when it is not had,
+     * and errno says why: EWOULDBLOCK when another one holds it. */
     bool take(const std::string &path);
     bool take_within(const std::string &path, int milliseconds);
     bool is_held() const;
@@ -31,9 +32,6 @@ class LockFile
     bool open_file(const std::string &path);
     int fd_ = -1;
 };
-
-/* One that runs the library's callbacks or events holds this: they stop and start the same daemons. */
-std::string worker_lock_path();
 
 } // namespace nashost
 

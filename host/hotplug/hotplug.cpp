@@ -5,8 +5,8 @@
 
 #include "event_queue.h"
 #include "filter.h"
-#include "lock_file.h"
 #include "startup.h"
+#include "worker_lock.h"
 
 #include <fcntl.h>
 #include <syslog.h>
@@ -24,27 +24,35 @@ std::string environment(const char *name)
     return value == nullptr ? "" : value;
 }
 
-/* A worker that hangs on the disk which is gone must not keep it mounted for ever. */
-void keep_workers_out(nashost::LockFile &lock)
+/* What is held until no event waits: the partitions of a disk go one after the other, and nothing is to be started
+ * between. */
+struct Batch {
+    nashost::LockFile turn;
+    nashost::LockFile lock;
+    int patience_milliseconds = 120 * 1000;
+};
+
+/* A worker that hangs on the disk which is gone must not keep it mounted for ever; it is waited for only once. */
+void keep_workers_out(Batch &batch)
 {
-    constexpr int patience_milliseconds = 120 * 1000;
-    if (!lock.is_held() && !lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
-        syslog(LOG_WARNING, "a worker of serviced does not end; the event is handled in spite of it");
+    if (batch.lock.is_held() || nashost::take_worker_lock_first(batch.turn, batch.lock, batch.patience_milliseconds))
+        return;
+    batch.patience_milliseconds = 0;
+    syslog(LOG_WARNING, "a worker of serviced does not end; the event is handled in spite of it");
 }
 
-void handle(const hotplug::Event &event, nashost::LockFile &lock)
+void handle(const hotplug::Event &event, Batch &batch)
 {
     syslog(LOG_INFO, "%s %s", event.action.c_str(), event.path.c_str());
     // A disk that is added is mounted by serviced's worker, except for diagnosis.
     if (hotplug::removes_volume(event) || check_diag_flag() != 0)
-        keep_workers_out(lock);
-    if (lock.is_held())
-        lock.set_note(event.action + " " + event.path);
+        keep_workers_out(batch);
+    std::optional<nashost::BusyNote> note;
+    if (batch.lock.is_held())
+        note.emplace(batch.lock, event.action + " " + event.path);
     setenv("ACTION", event.action.c_str(), 1);
     setenv("DEVPATH", event.path.c_str(), 1);
     hotplug_usb2(0, nullptr);
-    if (lock.is_held())
-        lock.set_note("");
 }
 
 void print_usage(FILE *to)
@@ -84,8 +92,7 @@ int main(int argc, char **argv)
         syslog(LOG_ERR, "the event %s of %s is lost: it cannot be stored", action.c_str(), path.c_str());
         return 1;
     }
-    // Held until no event waits: the partitions of a disk go one after the other, and nothing is to be started between.
-    nashost::LockFile lock;
-    hotplug::drain_events([&](const hotplug::Event &next) { handle(next, lock); });
+    Batch batch;
+    hotplug::drain_events([&](const hotplug::Event &next) { handle(next, batch); });
     return 0;
 }

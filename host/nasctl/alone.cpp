@@ -3,8 +3,8 @@
 #include "nas/service.h"
 
 #include "callback_output.h"
-#include "lock_file.h"
 #include "output.h"
+#include "worker_lock.h"
 
 namespace nasctl
 {
@@ -13,7 +13,7 @@ void run_alone(const char *who, std::initializer_list<const char *> starting, co
 {
     constexpr int patience_milliseconds = 120 * 1000;
     nashost::LockFile lock;
-    if (!lock.take_within(nashost::worker_lock_path(), patience_milliseconds))
+    if (!nashost::take_worker_lock_within(lock, patience_milliseconds))
         throw Failure(std::string(who) + ": other services are being started or stopped; try again later");
     for (const char *service : starting)
         set_service_starting(service, 1);

@@ -1,12 +1,12 @@
 #include "worker.h"
 
 #include "device_name.h"
-#include "lock_file.h"
 #include "request_queue.h"
 #include "schedule.h"
 #include "services.h"
 #include "settings.h"
 #include "text.h"
+#include "worker_lock.h"
 
 #include <sys/prctl.h>
 #include <syslog.h>
@@ -206,7 +206,7 @@ WorkerStatus perform_request(const std::string &request)
 int work()
 {
     nashost::LockFile lock;
-    if (!lock.take(nashost::worker_lock_path())) {
+    if (!nashost::take_worker_lock(lock)) {
         syslog(LOG_ERR, "%s cannot be locked", nashost::worker_lock_path().c_str());
         return 1;
     }

@@ -1,12 +1,12 @@
 #include "private_world.h"
 
-#include "lock_file.h"
 #include "platform/request.h"
 #include "processes.h"
 #include "request_queue.h"
 #include "schedule.h"
 #include "supervisor.h"
 #include "worker.h"
+#include "worker_lock.h"
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 
 namespace
@@ -107,6 +109,13 @@ void end_all(int signal)
     for (int pid : running())
         kill(pid, signal);
     EXPECT_TRUE(wait_until([] { return running().empty(); }));
+}
+
+/* Returns 0, for a child's exit status. */
+int note_in_journal(const char *line)
+{
+    std::ofstream(journal_path(), std::ios::app) << line << std::endl;
+    return 0;
 }
 
 /* No callback began before the one before had ended. */
@@ -264,6 +273,59 @@ TEST_F(Serviced, AWaitingWorkerEndsWithIt)
     start();
     EXPECT_TRUE(wait_for("end beta")); // "all" has swallowed alpha
     EXPECT_EQ(1, count("begin alpha"));
+}
+
+/* Behind the worker that runs, before the one that waits for the lock already and all that follow. */
+TEST_F(Serviced, ARemovalGoesBeforeWorkersThatWait)
+{
+    start_busy();
+    const pid_t waiting = fork();
+    if (waiting == 0) {
+        nashost::LockFile lock;
+        _exit(nashost::take_worker_lock(lock) ? note_in_journal("another worker") : 1);
+    }
+    for (const char *request : {"beta", "mount:sda", "cupsd"})
+        EXPECT_EQ(0, signal_nas(request));
+    usleep(100 * 1000); // the one that waits does
+    const pid_t removal = fork();
+    if (removal == 0) {
+        nashost::LockFile turn, lock;
+        if (!nashost::take_worker_lock_first(turn, lock, 1000 * patience_seconds))
+            _exit(1);
+        note_in_journal("begin removal");
+        usleep(300 * 1000);
+        _exit(note_in_journal("end removal"));
+    }
+    usleep(100 * 1000);
+    remove_file("hold");
+    for (pid_t child : {removal, waiting}) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(0, status);
+    }
+    EXPECT_TRUE(wait_for("end beta"));
+    const Lines lines = journal();
+    ASSERT_GE(lines.size(), 6U);
+    EXPECT_EQ((Lines{"end alpha", "started alpha", "begin removal", "end removal"}),
+              Lines(lines.begin() + 2, lines.begin() + 6));
+    expect_one_at_a_time();
+}
+
+TEST_F(Serviced, ARemovalKeepsOutWorkersAlsoWhenOneHangs)
+{
+    start_busy();
+    nashost::LockFile turn, lock, other;
+    const Clock::time_point begin = Clock::now();
+    EXPECT_FALSE(nashost::take_worker_lock_first(turn, lock, 200));
+    EXPECT_EQ(EWOULDBLOCK, errno);
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(200));
+    EXPECT_EQ(0, signal_nas("beta"));
+    remove_file("hold");
+    EXPECT_TRUE(wait_for("started alpha"));
+    EXPECT_FALSE(nashost::take_worker_lock_within(other, 200));
+    EXPECT_EQ(0, count("begin beta"));
+    turn.release();
+    EXPECT_TRUE(wait_for("end beta"));
 }
 
 TEST_F(Serviced, LosesNothingWhenItIsKilledDuringARun)
