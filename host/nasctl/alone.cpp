@@ -15,6 +15,8 @@ void run_alone(const char *who, std::initializer_list<const char *> starting, co
     nashost::LockFile lock;
     if (!nashost::take_worker_lock_within(lock, patience_milliseconds))
         throw Failure(std::string(who) + ": other services are being started or stopped; try again later");
+    // Should we be ended in the middle, the next worker finds this, and removes the marks.
+    const nashost::BusyNote note(lock, std::string("nasctl: ") + who);
     for (const char *service : starting)
         set_service_starting(service, 1);
     bool ended = run_with_output_to_error(work);

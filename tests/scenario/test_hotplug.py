@@ -76,6 +76,20 @@ def test_a_service_that_dies_is_started_again(router, services):
     wait_until(lambda: router.runs("smbd"), 20, "smbd runs again")
 
 
+def test_a_service_is_looked_after_when_its_nasctl_was_killed(router, services):
+    settle(router)
+    starts_samba = """
+        nasctl service start samba >/dev/null 2>&1 </dev/null &
+        until grep -qsx 'nasctl: samba' /var/run/nas/worker.lock; do kill -0 $! || exit; usleep 10000; done
+        kill -9 $!
+    """
+    router.execute("sh", "-c", starts_samba)
+    wait_until(lambda: '"nasctl: samba" was not finished' in router.read(LOG), 30, "a worker has noticed it")
+    settle(router)
+    router.execute("sh", "-c", "killall smbd; killall -9 smbd", check=False)
+    wait_until(lambda: router.runs("smbd"), 20, "smbd runs again: it counts no longer as being started")
+
+
 def test_serviced_that_is_killed_comes_back(router):
     settle(router)
     old = serviced(router)
