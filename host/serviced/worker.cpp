@@ -9,10 +9,13 @@
 #include "worker_lock.h"
 
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace serviced
@@ -47,10 +50,29 @@ const Periodic *find_periodic_for(const std::string &request)
     return nullptr;
 }
 
+/* In a process of its own, so that one that crashes takes nothing along: not the services behind it, not the mark. */
+void call_apart(const Service &service, const char *mode)
+{
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        service.callback(mode);
+        fflush(nullptr);
+        _exit(0);
+    }
+    int status = 0;
+    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR)
+        continue;
+    if (child < 0)
+        syslog(LOG_ERR, "no process for %s: %s", service.name, strerror(errno));
+    else if (WIFSIGNALED(status))
+        syslog(LOG_ERR, "%s was ended by signal %d", service.name, WTERMSIG(status));
+}
+
 void run_service(const Service &service, const char *mode)
 {
     mark_starting(service.name, true);
-    service.callback(mode);
+    call_apart(service, mode);
     mark_starting(service.name, false);
 }
 
@@ -70,7 +92,7 @@ void register_cloud_services()
 {
     for (const Service &service : services()) {
         if (service.registers)
-            service.callback("register");
+            call_apart(service, "register");
     }
 }
 

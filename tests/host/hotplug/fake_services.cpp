@@ -78,9 +78,16 @@ int tick(PeriodicCallbackRecord *record)
     return 0;
 }
 
+int tock(PeriodicCallbackRecord *record)
+{
+    journal("tock");
+    record->active = 0;
+    return 0;
+}
+
 std::vector<Service> make_services()
 {
-    std::vector<Service> table = {{"alpha", alpha, true}, {"beta", beta}, {"crash", crash}};
+    std::vector<Service> table = {{"alpha", alpha, true}, {"crash", crash}, {"beta", beta}};
     static std::vector<std::string> names;
     names.reserve(many);
     for (size_t i = 0; i < many; i++) {
@@ -111,6 +118,7 @@ constexpr Periodic periodic_callbacks[] = {
     {"fuse", tick, Begins::when_asked},
     {"door", tick, Begins::when_asked, "knock", is_knock_answered},
     {"counter", count_up, Begins::when_asked, "count", nullptr, true},
+    {"clock", tock, Begins::with_the_services},
 };
 
 } // namespace
