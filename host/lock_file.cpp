@@ -74,10 +74,9 @@ std::string LockFile::note() const
     return std::string(text, length > 0 ? static_cast<size_t>(length) : 0);
 }
 
-void LockFile::set_note(std::string_view text) const
+bool LockFile::set_note(std::string_view text) const
 {
-    if (ftruncate(fd_, 0) == 0 && !text.empty() && lseek(fd_, 0, SEEK_SET) == 0)
-        write_all(fd_, text);
+    return ftruncate(fd_, 0) == 0 && lseek(fd_, 0, SEEK_SET) == 0 && write_all(fd_, text);
 }
 
 } // namespace nashost

@@ -26,7 +26,7 @@ class LockFile
     void release();
 
     std::string note() const;
-    void set_note(std::string_view text) const;
+    bool set_note(std::string_view text) const;
 
   private:
     bool open_file(const std::string &path);

@@ -1,4 +1,5 @@
-/* serviced: runs the services of the router, on requests and by itself. Its worker, nas-worker, calls the library; this one only starts workers. */
+/* serviced: runs the services of the router, on requests and by itself. Its worker, nas-worker, calls the library; this
+ * one only starts workers. */
 #include "lock_file.h"
 #include "request_queue.h"
 #include "settings.h"
@@ -9,6 +10,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -74,10 +76,15 @@ int main(int argc, char **argv)
 
     // One that was told to end may still be about to.
     constexpr int patience_milliseconds = 2000;
+    const std::string lock_path = nashost::setting("run_dir") + "/serviced.lock";
     nashost::LockFile lock;
-    if (!lock.take_within(nashost::setting("run_dir") + "/serviced.lock", patience_milliseconds)) {
-        syslog(LOG_INFO, "another one runs already");
-        return done;
+    if (!lock.take_within(lock_path, patience_milliseconds)) {
+        const bool runs_already = errno == EWOULDBLOCK;
+        if (runs_already)
+            syslog(LOG_INFO, "another one runs already");
+        else
+            syslog(LOG_ERR, "%s cannot be locked: %s", lock_path.c_str(), strerror(errno));
+        return runs_already ? done : failed;
     }
     serviced::Supervisor supervisor;
     supervisor.wake_socket = serviced::open_wake_socket();
@@ -89,7 +96,8 @@ int main(int argc, char **argv)
         syslog(LOG_ERR, "cannot start: %s", strerror(errno));
         return failed;
     }
-    lock.set_note(std::to_string(getpid()) + "\n");
+    if (!lock.set_note(std::to_string(getpid()) + "\n"))
+        syslog(LOG_WARNING, "%s cannot be written: %s", lock_path.c_str(), strerror(errno));
     nashost::add_request(std::string(nashost::all_services_request));
     const int status = serviced::supervise(supervisor);
     serviced::remove_wake_socket();

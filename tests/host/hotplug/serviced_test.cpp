@@ -585,6 +585,16 @@ TEST_F(Serviced, SaysHowItIsCalled)
     EXPECT_TRUE(running().empty());
 }
 
+TEST_F(Serviced, ALockThatCannotBeHadIsAnError)
+{
+    std::filesystem::create_directories(private_world::folder() + "/run/serviced.lock");
+    int status = -1;
+    const std::string output = private_world::output_of(SERVICED, &status);
+    EXPECT_EQ(1, status);
+    EXPECT_NE(std::string::npos, output.find("serviced.lock cannot be locked: Is a directory")) << output;
+    EXPECT_TRUE(running().empty());
+}
+
 TEST_F(Serviced, TriesAgainWhenThereIsNoWorker)
 {
     private_world::use_settings("worker_program = /no/such/program\nhealth_seconds = 3600\n");
