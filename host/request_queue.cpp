@@ -56,12 +56,14 @@ bool add_request(const std::string &request)
     return stored && room;
 }
 
-std::optional<std::string> take_request(const std::function<bool(const std::string &)> &is_service)
+std::optional<std::string> take_request(const std::function<bool(const std::string &)> &is_service, bool *stored)
 {
     std::optional<std::string> request;
-    bool stored =
+    const bool done =
         edit_spool(request_queue_path(), [&](Texts &waiting) { request = take_first_request(waiting, is_service); });
-    return stored ? request : std::nullopt; // what could not be taken out would be done again and again
+    if (stored != nullptr)
+        *stored = done;
+    return done ? request : std::nullopt;
 }
 
 bool requests_wait()

@@ -30,7 +30,11 @@ std::string request_queue_path();
 
 /* False for a text that is too long, for one with control characters, and when the queue is full. */
 bool add_request(const std::string &request);
-std::optional<std::string> take_request(const std::function<bool(const std::string &)> &is_service);
+
+/* Nothing when no request waits, or when the queue cannot be stored: what could not be taken out would be done again
+ * and again. `stored` tells which. */
+std::optional<std::string> take_request(const std::function<bool(const std::string &)> &is_service,
+                                        bool *stored = nullptr);
 bool requests_wait();
 
 } // namespace nashost

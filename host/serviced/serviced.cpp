@@ -1,7 +1,6 @@
 /* serviced: runs the services of the router, on requests and by itself. Its worker, nas-worker, calls the library; this
  * one only starts workers. */
 #include "lock_file.h"
-#include "request_queue.h"
 #include "settings.h"
 #include "startup.h"
 #include "supervisor.h"
@@ -98,7 +97,6 @@ int main(int argc, char **argv)
     }
     if (!lock.set_note(std::to_string(getpid()) + "\n"))
         syslog(LOG_WARNING, "%s cannot be written: %s", lock_path.c_str(), strerror(errno));
-    nashost::add_request(std::string(nashost::all_services_request));
     const int status = serviced::supervise(supervisor);
     serviced::remove_wake_socket();
     return status;

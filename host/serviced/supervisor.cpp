@@ -71,17 +71,39 @@ void start_worker(Supervisor &supervisor)
     supervisor.worker_due = present_time() + pause_after_failure;
 }
 
+/* Said once, until there is room again. */
+void note_room(Supervisor &supervisor, bool has_room)
+{
+    if (has_room == supervisor.has_no_room) {
+        syslog(has_room ? LOG_INFO : LOG_ERR,
+               has_room ? "there is room in %s again" : "there is no room in %s: requests have to wait",
+               nashost::setting("run_dir").c_str());
+    }
+    supervisor.has_no_room = !has_room;
+}
+
+bool ask(Supervisor &supervisor, const std::string &request, Milliseconds now)
+{
+    if (nashost::add_request(request))
+        return true;
+    supervisor.asking_due = now + pause_after_failure;
+    note_room(supervisor, false);
+    return false;
+}
+
 /* Asks for what is due, as anybody else would ask. */
 void ask_for_what_is_due(Supervisor &supervisor, Milliseconds now)
 {
+    if (now < supervisor.asking_due)
+        return;
+    if (supervisor.wants_all)
+        supervisor.wants_all = !ask(supervisor, std::string(nashost::all_services_request), now);
     for (const Appointment &appointment : read_schedule()) {
         if (appointment.due <= now)
-            nashost::add_request(periodic_prefix + appointment.name);
+            ask(supervisor, periodic_prefix + appointment.name, now);
     }
-    if (supervisor.health_due <= now) {
-        nashost::add_request(health_request);
+    if (supervisor.health_due <= now && ask(supervisor, health_request, now))
         supervisor.health_due = now + health_interval();
-    }
 }
 
 /* Nothing is due while a worker is there: services that it has stopped would look as if they had died. */
@@ -167,23 +189,28 @@ std::optional<Milliseconds> sleep_time(const Supervisor &supervisor, const Sched
     Milliseconds next = supervisor.health_due;
     if (std::optional<Milliseconds> due = first_due(schedule))
         next = std::min(next, *due);
-    if (requests_wait)
+    if (supervisor.wants_all)
         next = now;
-    return std::max<Milliseconds>(std::max(next, supervisor.worker_due) - now, 0);
+    next = std::max(next, supervisor.asking_due);
+    if (requests_wait)
+        next = std::min(next, supervisor.worker_due);
+    return std::max<Milliseconds>(next - now, 0);
 }
 
 /* Daemons that were just started need a moment until all their processes are there. */
 void note_worker_end(Supervisor &supervisor, int status, Milliseconds now)
 {
     supervisor.worker = 0;
-    if (WIFEXITED(status) && WEXITSTATUS(status) == worker_started_services) {
+    const int left_with = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (left_with == worker_started_services)
         supervisor.health_due = now + health_interval();
-        return;
-    }
-    if (WIFEXITED(status) && WEXITSTATUS(status) == worker_done)
-        return;
+    if (left_with == worker_started_services || left_with == worker_done)
+        return note_room(supervisor, true);
     supervisor.worker_due = now + pause_after_failure;
-    if (WIFSIGNALED(status))
+    supervisor.asking_due = supervisor.worker_due;
+    if (left_with == worker_had_no_room)
+        note_room(supervisor, false);
+    else if (WIFSIGNALED(status))
         syslog(LOG_ERR, "a worker was ended by signal %d", WTERMSIG(status));
     else
         syslog(LOG_ERR, "a worker failed with status %d", WEXITSTATUS(status));

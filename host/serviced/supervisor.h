@@ -18,6 +18,9 @@ struct Supervisor {
     pid_t worker = 0;            /* 0 when none is there */
     Milliseconds health_due = 0; /* the next look at the services */
     Milliseconds worker_due = 0; /* no worker before, after one that failed */
+    Milliseconds asking_due = 0; /* nothing is asked for before, after a request that could not be stored */
+    bool wants_all = true;       /* every service is to be asked for */
+    bool has_no_room = false;    /* the queue or the schedule could not be stored, and the log says so */
 };
 
 /* The datagram socket that wakes the loop, at the path of the setting; -1 when it cannot be made. */

@@ -8,6 +8,7 @@
 #include "text.h"
 #include "worker_lock.h"
 
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <syslog.h>
@@ -17,6 +18,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 namespace serviced
 {
@@ -76,16 +78,17 @@ void run_service(const Service &service, const char *mode)
     mark_starting(service.name, false);
 }
 
+/* Stored when the request is done, and as often as it takes: see store_at_last(). */
+std::vector<std::string> to_be_scheduled;
+
 void run_all_services()
 {
     for (const Service &service : services())
         run_service(service, nullptr);
-    edit_schedule([](Schedule &schedule) {
-        for (const Periodic &periodic : periodics()) {
-            if (periodic.begins == Begins::with_the_services)
-                schedule_now(schedule, periodic.name, present_time());
-        }
-    });
+    for (const Periodic &periodic : periodics()) {
+        if (periodic.begins == Begins::with_the_services)
+            to_be_scheduled.push_back(periodic.name);
+    }
 }
 
 void register_cloud_services()
@@ -98,7 +101,7 @@ void register_cloud_services()
 
 void schedule_periodic(const char *name)
 {
-    edit_schedule([=](Schedule &schedule) { schedule_now(schedule, name, present_time()); });
+    to_be_scheduled.push_back(name);
 }
 
 /* A program of its own: a mere child would keep our lock. */
@@ -130,15 +133,18 @@ void follow_failed_remount()
     schedule_periodic("fuse");
 }
 
-void run_periodic(const std::string &name)
+/* A call that is not in the schedule would be due at once again. */
+WorkerStatus run_periodic(const std::string &name)
 {
     const Periodic *periodic = find_periodic(name);
     PeriodicCallbackRecord record = {};
     if (periodic != nullptr) {
-        edit_schedule([&](Schedule &schedule) { record = begin_call(schedule, name, present_time()); });
+        if (!edit_schedule([&](Schedule &schedule) { record = begin_call(schedule, name, present_time()); }))
+            return worker_had_no_room;
         periodic->callback(&record);
     }
-    edit_schedule([&](Schedule &schedule) { end_call(schedule, name, record, present_time()); });
+    const bool stored = edit_schedule([&](Schedule &schedule) { end_call(schedule, name, record, present_time()); });
+    return stored ? worker_done : worker_had_no_room;
 }
 
 /* The name goes unquoted into a command line: nothing but a disk's name may. A disk that was pulled out before its turn
@@ -176,6 +182,25 @@ void clean_up_after(const std::string &unfinished)
 bool is_routine(const std::string &request)
 {
     return request == health_request || begins_with(request, periodic_prefix);
+}
+
+bool store_schedule()
+{
+    return to_be_scheduled.empty() || edit_schedule([](Schedule &schedule) {
+               for (const std::string &name : to_be_scheduled)
+                   schedule_now(schedule, name, present_time());
+           });
+}
+
+/* The callbacks are run, and shall not be run again for this. While there is no room serviced could not have another
+ * request performed either; a removal could be, so the lock is not held. The next serviced schedules by itself. */
+void store_at_last(pid_t serviced)
+{
+    syslog(LOG_ERR, "the schedule cannot be stored; trying until it can");
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    do
+        sleep(1);
+    while (getppid() == serviced && !store_schedule());
 }
 
 int perform_and_log(const std::string &request)
@@ -217,7 +242,7 @@ WorkerStatus perform_request(const std::string &request)
     else if (request == "register_cloudbackup")
         register_cloud_services();
     else if (begins_with(request, periodic_prefix))
-        run_periodic(request.substr(strlen(periodic_prefix)));
+        return run_periodic(request.substr(strlen(periodic_prefix)));
     else if (!begins_with(request, mount_prefix) || !perform_mount(request.substr(strlen(mount_prefix))))
         syslog(LOG_WARNING, "unknown request %s", visible(request).c_str());
     return worker_done;
@@ -227,6 +252,7 @@ WorkerStatus perform_request(const std::string &request)
  * otherwise. One that works goes on, whatever becomes of its parent. */
 int work()
 {
+    const pid_t serviced = getppid();
     nashost::LockFile lock;
     if (!nashost::take_worker_lock(lock)) {
         syslog(LOG_ERR, "%s cannot be locked", nashost::worker_lock_path().c_str());
@@ -236,12 +262,17 @@ int work()
     if (const std::string unfinished = lock.note(); !unfinished.empty())
         clean_up_after(unfinished);
 
-    const std::optional<std::string> request = nashost::take_request(is_service);
+    bool is_taken_out = false;
+    const std::optional<std::string> request = nashost::take_request(is_service, &is_taken_out);
     if (!request)
-        return worker_done;
+        return is_taken_out ? worker_done : worker_had_no_room;
     lock.set_note(*request);
     const int status = perform_and_log(*request);
+    const bool stored = store_schedule();
     lock.set_note("");
+    lock.release();
+    if (!stored)
+        store_at_last(serviced);
     return status;
 }
 

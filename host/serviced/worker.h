@@ -11,6 +11,7 @@ namespace serviced
 enum WorkerStatus {
     worker_done = 0,
     worker_started_services = 10, /* daemons may still be on their way up */
+    worker_had_no_room = 11,      /* nothing is done: the queue or the schedule cannot be stored */
 };
 
 /* Requests of serviced to its own workers. */

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,6 +47,20 @@ int count(const std::string &line)
 {
     const Lines lines = journal();
     return static_cast<int>(std::count(lines.begin(), lines.end(), line));
+}
+
+/* Its own and its children's. */
+long processor_ticks(int pid)
+{
+    const std::string text = private_world::contents("/proc/" + std::to_string(pid) + "/stat");
+    std::istringstream behind_the_name(text.substr(text.rfind(')') + 1));
+    std::string word;
+    for (int field = 3; field < 14; field++)
+        behind_the_name >> word;
+    long ticks = 0;
+    for (long part = 0, i = 0; i < 4 && behind_the_name >> part; i++)
+        ticks += part;
+    return ticks;
 }
 
 template <typename Condition>
@@ -153,7 +168,9 @@ struct Serviced : testing::Test {
         EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
         if (HasFailure())
             ADD_FAILURE() << private_world::contents(journal_path()) << private_world::contents(log_path());
-        for (const char *name : {"crash", "many", "dead", "dead_volume", "no_disk"})
+        umount2((run_folder() + "/schedule").c_str(), MNT_DETACH); // where a test has failed before
+        umount2(run_folder().c_str(), MNT_DETACH);
+        for (const char *name : {"ticking", "crash", "many", "dead", "dead_volume", "no_disk"})
             remove_file(name);
         std::filesystem::remove_all(private_world::folder() + "/run");
         std::filesystem::remove(log_path());
@@ -169,6 +186,49 @@ struct Serviced : testing::Test {
     {
         private_world::use_settings("worker_program = " FAKE_WORKER "\nhealth_seconds = " + std::to_string(seconds) +
                                     "\n");
+    }
+    static std::string run_folder()
+    {
+        return private_world::folder() + "/run";
+    }
+    static void use_small_run_folder()
+    {
+        std::filesystem::create_directory(run_folder());
+        EXPECT_EQ(0, mount("small", run_folder().c_str(), "tmpfs", 0, "size=64k,mode=0755"));
+    }
+    static int log_lines(const std::string &text)
+    {
+        int lines = 0;
+        const std::string log = private_world::contents(log_path());
+        for (size_t at = 0; (at = log.find(text, at)) != std::string::npos; at++)
+            lines++;
+        return lines;
+    }
+    /* Once more, should a process have given a page back meanwhile. */
+    static void fill_run_folder()
+    {
+        for (int i = 0; i < 3; i++) {
+            std::ofstream(run_folder() + "/ballast", std::ios::app) << std::string(1024 * 1024, 'x');
+            usleep(300 * 1000);
+        }
+    }
+    static void empty_run_folder()
+    {
+        std::filesystem::remove(run_folder() + "/ballast");
+    }
+    /* For seconds nothing happens, but for one line in the log. Returns how many health checks there were before. */
+    static int stay_quiet()
+    {
+        usleep(1200 * 1000);
+        const size_t before = private_world::contents(log_path()).size();
+        const int health_checks = count("health");
+        const long ticks = processor_ticks(running().at(0));
+        usleep(2500 * 1000);
+        EXPECT_LT(processor_ticks(running().at(0)) - ticks, sysconf(_SC_CLK_TCK) / 4);
+        EXPECT_EQ(health_checks, count("health"));
+        const std::string log = private_world::contents(log_path()).substr(before);
+        EXPECT_LE(std::count(log.begin(), log.end(), '\n'), 1) << log;
+        return health_checks;
     }
     static void forget()
     {
@@ -575,6 +635,67 @@ TEST_F(Serviced, StaysInTheForegroundWhenTold)
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
+/* What is due is tried now and then, told once, and done when there is room. */
+TEST_F(Serviced, WaitsForRoomForRequests)
+{
+    use_small_run_folder();
+    use_health(1);
+    start_idle();
+    fill_run_folder();
+    EXPECT_TRUE(wait_until([] { return log_lines("there is no room in " + run_folder()) > 0; }));
+    const int health_checks = stay_quiet();
+    empty_run_folder();
+    EXPECT_TRUE(wait_for("health", health_checks + 1));
+    EXPECT_TRUE(wait_until([] { return log_lines("there is room in " + run_folder()) > 0; }));
+}
+
+TEST_F(Serviced, RunsEverythingWhenThereIsRoomAtLast)
+{
+    use_small_run_folder();
+    fill_run_folder();
+    start();
+    EXPECT_TRUE(wait_until([] { return log_lines("there is no room in " + run_folder()) > 0; }));
+    stay_quiet();
+    EXPECT_EQ(Lines(), journal());
+    empty_run_folder();
+    EXPECT_TRUE(wait_for("tock"));
+    EXPECT_EQ(1, count("end beta"));
+}
+
+/* Reading goes on, storing does not. */
+TEST_F(Serviced, DoesNotCallWhatItCannotKeepInItsSchedule)
+{
+    start_idle();
+    make_file("ticking");
+    EXPECT_EQ(0, signal_nas(""));
+    EXPECT_TRUE(wait_for("tick 1"));
+    const std::string schedule = run_folder() + "/schedule";
+    ASSERT_EQ(0, mount(schedule.c_str(), schedule.c_str(), nullptr, MS_BIND, nullptr));
+    ASSERT_EQ(0, mount(nullptr, schedule.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr));
+    EXPECT_TRUE(wait_until([] { return log_lines("there is no room") == 1; }));
+    const Lines before = journal();
+    stay_quiet();
+    EXPECT_EQ(before, journal());
+    EXPECT_EQ(0, umount2(schedule.c_str(), MNT_DETACH));
+    EXPECT_TRUE(wait_until([&] { return journal().size() > before.size() + 1; }));
+}
+
+TEST_F(Serviced, SchedulesWhenTheScheduleCanBeStoredAgain)
+{
+    start_idle();
+    const std::string schedule = run_folder() + "/schedule";
+    std::filesystem::remove(schedule);
+    std::filesystem::create_directory(schedule);
+    EXPECT_EQ(0, signal_nas("all"));
+    EXPECT_TRUE(wait_until([] { return log_lines("the schedule cannot be stored") == 1; }));
+    forget();
+    stay_quiet();
+    EXPECT_EQ(Lines(), journal()); // the services are not run again and again
+    std::filesystem::remove(schedule);
+    EXPECT_TRUE(wait_for("tock"));
+    EXPECT_EQ((Lines{"tock"}), journal());
+}
+
 TEST_F(Serviced, SaysHowItIsCalled)
 {
     int status = -1;
@@ -609,6 +730,8 @@ TEST_F(Serviced, TriesAgainWhenThereIsNoWorker)
 TEST(SupervisorRules, SleepsUntilSomethingIsDue)
 {
     serviced::Supervisor supervisor;
+    EXPECT_EQ(0, serviced::sleep_time(supervisor, {}, false, 1000)); // every service is to be run
+    supervisor.wants_all = false;
     supervisor.health_due = 9000;
     EXPECT_EQ(8000, serviced::sleep_time(supervisor, {}, false, 1000));
     EXPECT_EQ(2000, serviced::sleep_time(supervisor, {{"fuse", 0, 10, 3000, 0}, {"lp", 0, 10, 4000, 0}}, false, 1000));
@@ -616,13 +739,15 @@ TEST(SupervisorRules, SleepsUntilSomethingIsDue)
     EXPECT_EQ(0, serviced::sleep_time(supervisor, {}, false, 10000));
     supervisor.worker_due = 1700;
     EXPECT_EQ(700, serviced::sleep_time(supervisor, {}, true, 1000));
+    supervisor.asking_due = 1500;
+    EXPECT_EQ(500, serviced::sleep_time(supervisor, {{"fuse", 0, 10, 900, 0}}, false, 1000));
     supervisor.worker = 42;
     EXPECT_EQ(std::nullopt, serviced::sleep_time(supervisor, {}, true, 1000));
 }
 
 TEST(SupervisorRules, WaitsAfterAWorkerThatFailed)
 {
-    constexpr int exit_10 = 10 << 8, exit_127 = 127 << 8;
+    constexpr int exit_10 = 10 << 8, exit_11 = 11 << 8, exit_127 = 127 << 8;
     serviced::Supervisor supervisor;
     supervisor.worker = 42;
     serviced::note_worker_end(supervisor, 0, 5000);
@@ -635,4 +760,10 @@ TEST(SupervisorRules, WaitsAfterAWorkerThatFailed)
     EXPECT_EQ(0, supervisor.health_due);
     serviced::note_worker_end(supervisor, exit_10, 9000); // daemons need a moment before they are looked at
     EXPECT_GT(supervisor.health_due, 9000);
+    serviced::note_worker_end(supervisor, exit_11, 20000);
+    EXPECT_TRUE(supervisor.has_no_room);
+    EXPECT_EQ(21000, supervisor.worker_due);
+    EXPECT_EQ(21000, supervisor.asking_due);
+    serviced::note_worker_end(supervisor, 0, 22000);
+    EXPECT_FALSE(supervisor.has_no_room);
 }
