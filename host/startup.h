@@ -9,9 +9,11 @@ namespace nashost
  * line would go into it. */
 void fill_standard_descriptors();
 
-/* Standard output and error go to the log; one that has become too large begins anew, the old one is kept once. False
- * when it cannot be opened. */
+/* Standard output and error go to the log. False when it cannot be opened. */
 bool send_output_to_log();
+
+/* A log that has become too large begins anew; what it held is kept once. */
+void bound_log();
 
 /* The programs that the library runs without a path are found. */
 void make_sure_of_path();

@@ -2,6 +2,7 @@
 
 #include "request_queue.h"
 #include "settings.h"
+#include "startup.h"
 #include "text.h"
 #include "worker.h"
 
@@ -17,7 +18,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstring>
 
 namespace serviced
@@ -117,13 +117,13 @@ void start_what_is_due(Supervisor &supervisor)
         start_worker(supervisor);
 }
 
+/* The log is looked at now and then, whatever else there is to do. */
 int poll_timeout(const Supervisor &supervisor)
 {
-    if (supervisor.worker != 0)
-        return -1;
+    constexpr Milliseconds longest = 5 * second;
     const std::optional<Milliseconds> time =
         sleep_time(supervisor, read_schedule(), nashost::requests_wait(), present_time());
-    return time ? static_cast<int>(std::min<Milliseconds>(*time, INT_MAX)) : -1;
+    return static_cast<int>(std::min(time.value_or(longest), longest));
 }
 
 void read_wake_ups(int fd)
@@ -226,6 +226,7 @@ int supervise(Supervisor &supervisor)
     supervisor.health_due = present_time() + health_interval();
     for (;;) {
         start_what_is_due(supervisor);
+        nashost::bound_log();
         pollfd sources[] = {{supervisor.signals, POLLIN, 0}, {supervisor.wake_socket, POLLIN, 0}};
         poll(sources, std::size(sources), poll_timeout(supervisor));
         read_wake_ups(supervisor.wake_socket);

@@ -696,6 +696,27 @@ TEST_F(Serviced, SchedulesWhenTheScheduleCanBeStoredAgain)
     EXPECT_EQ((Lines{"tock"}), journal());
 }
 
+/* One that has the log open, as a daemon has that a callback started. */
+TEST_F(Serviced, BoundsItsLogWhileItRuns)
+{
+    start_busy();
+    std::ofstream daemon(log_path(), std::ios::app);
+    std::string line(1023, 'x');
+    for (int i = 0; i < 1000; i++)
+        daemon << i << line << '\n';
+    daemon.flush();
+    EXPECT_GT(std::filesystem::file_size(log_path()), 1000 * 1000U);
+    EXPECT_EQ(0, signal_nas("beta")); // wakes it
+    EXPECT_TRUE(wait_until([] { return std::filesystem::file_size(log_path()) < 4096; }));
+    daemon << "the daemon goes on" << std::endl;
+    EXPECT_NE(std::string::npos, private_world::contents(log_path()).find("the daemon goes on"));
+    EXPECT_LT(std::filesystem::file_size(log_path()), 4096U);
+    const std::string kept = private_world::contents(log_path() + ".1");
+    EXPECT_EQ(256 * 1024U, kept.size());
+    EXPECT_NE(std::string::npos, kept.find("\n999xxx"));
+    std::filesystem::remove(log_path() + ".1");
+}
+
 TEST_F(Serviced, SaysHowItIsCalled)
 {
     int status = -1;
