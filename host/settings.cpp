@@ -39,6 +39,7 @@ constexpr Default defaults[] = {
     {"doctor_program", "/usr/libexec/nas/nas-doctor"},
     {"health_seconds", "5"},
     {"plan_program", "/usr/libexec/nas/nas-plan"},
+    {"hotplug_program", "/sbin/hotplug"},
     {"volume_folders", "/etc/nas/volumes"},
     {"upnp_socket", "/var/run/nas/upnp.sock"},
     {"lan", "br-lan"},

@@ -41,24 +41,32 @@ void keep_workers_out(Batch &batch)
     syslog(LOG_WARNING, "a worker of serviced does not end; the event is handled in spite of it");
 }
 
-void handle(const hotplug::Event &event, Batch &batch)
+void handle(const hotplug::Event &event, hotplug::Attempt attempt, Batch &batch)
 {
-    syslog(LOG_INFO, "%s %s", event.action.c_str(), event.path.c_str());
+    const char *action = event.action.c_str(), *path = event.path.c_str();
+    if (attempt == hotplug::Attempt::none_left)
+        return syslog(LOG_ERR, "%s %s is given up: its handler ended twice in the middle", action, path);
+    if (attempt == hotplug::Attempt::second)
+        syslog(LOG_WARNING, "%s %s was not finished: its handler ended early; once more", action, path);
+    else
+        syslog(LOG_INFO, "%s %s", action, path);
     // A disk that is added is mounted by serviced's worker, except for diagnosis.
     if (hotplug::removes_volume(event) || check_diag_flag() != 0)
         keep_workers_out(batch);
     std::optional<nashost::BusyNote> note;
     if (batch.lock.is_held())
         note.emplace(batch.lock, event.action + " " + event.path);
-    setenv("ACTION", event.action.c_str(), 1);
-    setenv("DEVPATH", event.path.c_str(), 1);
+    setenv("ACTION", action, 1);
+    setenv("DEVPATH", path, 1);
     hotplug_usb2(0, nullptr);
 }
 
 void print_usage(FILE *to)
 {
     fputs("usage: ACTION=add|remove DEVPATH=PATH hotplug [SUBSYSTEM]\n"
-          "Handles an event of a USB disk, a printer or a phone, as the kernel's handler. Other events are ignored.\n",
+          "       hotplug --resume\n"
+          "Handles an event of a USB disk, a printer or a phone, as the kernel's handler. Other events are ignored.\n"
+          "  --resume   handle what a handler has left that ended in the middle\n",
           to);
 }
 
@@ -72,27 +80,37 @@ void set_up_output()
     setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
+int drain()
+{
+    Batch batch;
+    const bool stored = hotplug::drain_events(
+        [&](const hotplug::Event &event, hotplug::Attempt attempt) { handle(event, attempt, batch); });
+    if (!stored)
+        syslog(LOG_ERR, "events wait: the queue cannot be stored");
+    return stored ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     const std::string action = environment("ACTION"), path = environment("DEVPATH");
-    if (argc > 2 || (argc == 2 && argv[1][0] == '-') || action.empty() || path.empty()) {
-        const bool asked = argc == 2 && (std::string_view(argv[1]) == "-h" || std::string_view(argv[1]) == "--help");
+    const std::string_view option = argc == 2 && argv[1][0] == '-' ? argv[1] : "";
+    const bool resumes = option == "--resume";
+    if (!resumes && (argc > 2 || !option.empty() || action.empty() || path.empty())) {
+        const bool asked = option == "-h" || option == "--help";
         print_usage(asked ? stdout : stderr);
         return asked ? 0 : 2;
     }
     const std::optional<hotplug::Event> event = hotplug::accepted_event(action, path);
-    if (!event)
+    if (!resumes && !event)
         return 0;
     set_up_output();
     nashost::make_sure_of_path();
     openlog("hotplug", LOG_PID | LOG_PERROR, LOG_DAEMON);
-    if (!hotplug::add_event({strtoull(environment("SEQNUM").c_str(), nullptr, 10), *event})) {
+    if (!resumes && !hotplug::add_event({strtoull(environment("SEQNUM").c_str(), nullptr, 10), *event})) {
         syslog(LOG_ERR, "the event %s of %s is lost: it cannot be stored", action.c_str(), path.c_str());
         return 1;
     }
-    Batch batch;
-    hotplug::drain_events([&](const hotplug::Event &next) { handle(next, batch); });
-    return 0;
+    return drain();
 }

@@ -1,5 +1,6 @@
 #include "supervisor.h"
 
+#include "event_queue.h"
 #include "request_queue.h"
 #include "settings.h"
 #include "startup.h"
@@ -27,6 +28,7 @@ namespace
 
 constexpr Milliseconds second = 1000;
 constexpr Milliseconds pause_after_failure = second;
+constexpr Milliseconds event_interval = 5 * second;
 
 Milliseconds health_interval()
 {
@@ -43,17 +45,33 @@ sigset_t handled_signals()
 }
 
 /* In the child, between fork and exec. */
-[[noreturn]] void become_worker(pid_t serviced, const std::string &program)
+[[noreturn]] void become(const std::string &program, const char *argument)
 {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    execl(program.c_str(), program.c_str(), argument, nullptr);
+    syslog(LOG_ERR, "%s cannot be started: %s", program.c_str(), strerror(errno));
+    _exit(127);
+}
+
+[[noreturn]] void become_worker(pid_t serviced, const std::string &program)
+{
     prctl(PR_SET_PDEATHSIG, SIGKILL); // as long as it only waits: see work()
     if (getppid() != serviced)
         _exit(worker_done);
-    execl(program.c_str(), program.c_str(), nullptr);
-    syslog(LOG_ERR, "%s cannot be started: %s", program.c_str(), strerror(errno));
-    _exit(127);
+    become(program, nullptr);
+}
+
+/* A handler of events that died in the middle has nobody else who goes on for it. */
+void resume_events(Supervisor &supervisor, Milliseconds now)
+{
+    if (now < supervisor.events_due || !hotplug::events_are_left())
+        return;
+    supervisor.events_due = now + event_interval;
+    const std::string program = nashost::setting("hotplug_program");
+    if (fork() == 0)
+        become(program, "--resume");
 }
 
 void start_worker(Supervisor &supervisor)
@@ -226,6 +244,7 @@ int supervise(Supervisor &supervisor)
     supervisor.health_due = present_time() + health_interval();
     for (;;) {
         start_what_is_due(supervisor);
+        resume_events(supervisor, present_time());
         nashost::bound_log();
         pollfd sources[] = {{supervisor.signals, POLLIN, 0}, {supervisor.wake_socket, POLLIN, 0}};
         poll(sources, std::size(sources), poll_timeout(supervisor));

@@ -19,6 +19,7 @@ struct Supervisor {
     Milliseconds health_due = 0; /* the next look at the services */
     Milliseconds worker_due = 0; /* no worker before, after one that failed */
     Milliseconds asking_due = 0; /* nothing is asked for before, after a request that could not be stored */
+    Milliseconds events_due = 0; /* no handler of events before, after one that was started */
     bool wants_all = true;       /* every service is to be asked for */
     bool has_no_room = false;    /* the queue or the schedule could not be stored, and the log says so */
 };

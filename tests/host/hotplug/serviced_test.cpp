@@ -1,5 +1,6 @@
 #include "private_world.h"
 
+#include "event_queue.h"
 #include "platform/request.h"
 #include "processes.h"
 #include "request_queue.h"
@@ -715,6 +716,20 @@ TEST_F(Serviced, BoundsItsLogWhileItRuns)
     EXPECT_EQ(256 * 1024U, kept.size());
     EXPECT_NE(std::string::npos, kept.find("\n999xxx"));
     std::filesystem::remove(log_path() + ".1");
+}
+
+TEST_F(Serviced, HasSomebodyGoOnWithEventsThatAreLeft)
+{
+    const std::string program = private_world::folder() + "/hotplug";
+    private_world::put_contents(program, "#!/bin/sh\necho \"hotplug $*\" >>" + journal_path() + "\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    private_world::use_settings(
+        "worker_program = " FAKE_WORKER "\nhealth_seconds = 3600\nhotplug_program = " + program + "\n");
+    start_idle();
+    EXPECT_EQ(Lines(), journal());
+    EXPECT_TRUE(hotplug::add_event({1, {"remove", "/block/sda"}}));
+    EXPECT_TRUE(wait_for("hotplug --resume", 2)); // the first one has handled nothing
+    EXPECT_LE(2U, journal().size());
 }
 
 TEST_F(Serviced, SaysHowItIsCalled)
