@@ -36,6 +36,8 @@ struct volume {
     uint64_t start, sectors;
 };
 
+static const char *made; /* the record, as long as it describes no disk */
+
 static void fail(const char *format, ...)
 {
     va_list words;
@@ -45,6 +47,8 @@ static void fail(const char *format, ...)
     vfprintf(stderr, format, words);
     va_end(words);
     fputc('\n', stderr);
+    if (made != NULL)
+        unlink(made);
     exit(1);
 }
 
@@ -199,6 +203,7 @@ int main(int count, char **words)
     if (fstat(image, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < sector)
         fail("%s is no disk image", words[3]);
     record = open_locked(words[1], O_RDWR | O_CREAT, strrchr(words[1], '/') + 1);
+    made = words[1];
     control = open("/dev/loop-control", O_RDWR | O_CLOEXEC);
     found = find_volumes(image, status.st_size / sector, volumes);
     for (i = 0; i < found; i++)

@@ -172,6 +172,31 @@ def test_a_removal_whose_handler_is_killed_is_done_by_another(router, make_image
     assert mounts(router) == {} and folders(router) == []
 
 
+def test_a_removal_that_nobody_handles_is_a_failure(router, make_image):
+    router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M"), "sda")
+    settle(router)
+    router.execute("sh", "-c", "flock /var/run/nas/events.drain sleep 600 >/dev/null 2>&1 </dev/null &")
+    wait_until(lambda: router.runs("sleep"), 2, "nobody can handle an event")
+    failed = router.vr("unplug", "sda", "--wait", 1, check=False)
+    assert failed.returncode == 1 and "the events of sda are not handled" in failed.stderr
+    assert mounts(router) == {"/dev/sda1": "/tmp/mnt/Disk1"}
+    router.execute("killall", "sleep")
+    wait_until(lambda: mounts(router) == {}, 30, "serviced has the events handled")
+    settle(router)
+    assert folders(router) == []
+
+
+def test_an_image_that_is_refused_leaves_no_record(router, tmp_path):
+    image = tmp_path / "gpt.img"
+    content = bytearray(1 << 20)
+    content[446 + 4] = 0xEE
+    content[510:512] = b"\x55\xaa"
+    image.write_bytes(content)
+    refused = router.vr("plug", image, "--disk", "sdp", check=False)
+    assert refused.returncode == 1 and "the image has a GPT" in refused.stderr
+    assert "sdp" not in router.execute("ls", "/dev/.usb").stdout
+
+
 def test_handlers_that_race_keep_the_kernels_order(router):
     """The later event's handler is the first one every time; the numbers between belong to other devices."""
     settle(router)
