@@ -40,12 +40,16 @@ void remove_line(nashost::Texts &waiting, const std::string &line)
         waiting.erase(found);
 }
 
-/* The event's line from now on. What is no event is dropped. */
+void drop_nonsense(nashost::Texts &waiting)
+{
+    std::erase_if(waiting, [](const std::string &line) { return !parsed(line); });
+}
+
+/* The event's line from now on. */
 std::string begin_attempt(nashost::Texts &waiting, const NumberedEvent &event)
 {
     NumberedEvent begun = event;
     begun.attempts++;
-    std::erase_if(waiting, [](const std::string &line) { return !parsed(line); });
     *std::find(waiting.begin(), waiting.end(), line_of(event)) = line_of(begun);
     return line_of(begun);
 }
@@ -91,9 +95,9 @@ std::optional<NumberedEvent> first_event(const nashost::Texts &waiting)
 Milliseconds time_to_wait(const NumberedEvent &event, uint64_t handled_last, Milliseconds now)
 {
     constexpr Milliseconds moment = 100;
-    if (event.number <= handled_last + 1 || event.attempts > 0)
+    if (event.number <= handled_last + 1 || event.attempts > 0 || event.arrived > now)
         return 0;
-    return std::clamp<Milliseconds>(event.arrived + moment - now, 0, moment);
+    return std::max<Milliseconds>(event.arrived + moment - now, 0);
 }
 
 bool add_event(const NumberedEvent &event)
@@ -115,6 +119,7 @@ bool drain_events(const std::function<void(const Event &, Attempt)> &handle)
         Milliseconds pause = 0;
         const bool stored = nashost::edit_spool(queue_path(), [&](nashost::Texts &waiting) {
             remove_line(waiting, handled);
+            drop_nonsense(waiting);
             next = first_event(waiting);
             if (!next)
                 role.release();

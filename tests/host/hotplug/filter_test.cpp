@@ -244,6 +244,13 @@ TEST_F(EventQueue, AnEventThatEndsItsDrainTwiceIsGivenUp)
     EXPECT_FALSE(hotplug::events_are_left());
 }
 
+TEST_F(EventQueue, WhatIsNoEventIsDropped)
+{
+    private_world::put_contents(private_world::folder() + "/run/events", std::string("nonsense\0", 9));
+    EXPECT_EQ(Lines(), drained());
+    EXPECT_FALSE(hotplug::events_are_left());
+}
+
 TEST_F(EventQueue, NothingIsLeftWhileSomebodyHandles)
 {
     hotplug::add_event({1, {"add", "/block/sda"}});
