@@ -35,6 +35,7 @@ constexpr Default defaults[] = {
     {"run_dir", "/var/run/nas"},
     {"serviced_socket", "/var/run/nas/serviced.sock"},
     {"serviced_log", "/var/log/nas-serviced"},
+    {"serviced_log_size", "262144"},
     {"worker_program", "/usr/libexec/nas/nas-worker"},
     {"doctor_program", "/usr/libexec/nas/nas-doctor"},
     {"health_seconds", "5"},

@@ -18,21 +18,25 @@ namespace nashost
 namespace
 {
 
-constexpr off_t log_limit = 256L * 1024;
+off_t log_limit()
+{
+    return setting_number("serviced_log_size");
+}
 
 bool is_too_large(const std::string &path)
 {
     struct stat status;
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > log_limit;
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > log_limit();
 }
 
 /* The last part of it, as large as it may be. */
 std::string end_of(const std::string &path)
 {
-    std::string text(log_limit, '\0');
+    const off_t limit = log_limit();
+    std::string text(static_cast<size_t>(std::max<off_t>(limit, 0)), '\0');
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const off_t size = fd < 0 ? 0 : lseek(fd, 0, SEEK_END);
-    const ssize_t length = size > log_limit ? pread(fd, text.data(), text.size(), size - log_limit) : 0;
+    const ssize_t length = size > limit ? pread(fd, text.data(), text.size(), size - limit) : 0;
     if (fd >= 0)
         close(fd);
     text.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
