@@ -756,9 +756,12 @@ TEST_F(Serviced, TriesAgainWhenThereIsNoWorker)
 {
     private_world::use_settings("worker_program = /no/such/program\nhealth_seconds = 3600\n");
     start();
-    usleep(1500 * 1000);
-    const std::string log = private_world::contents(log_path());
-    EXPECT_GE(2, static_cast<int>(std::count(log.begin(), log.end(), '\n')) / 2) << log; // no more than one a second
+    const char *failure = "a worker failed with status 127";
+    EXPECT_TRUE(wait_until([&] { return log_lines(failure) > 0; }));
+    const Clock::time_point begin = Clock::now();
+    EXPECT_TRUE(wait_until([&] { return log_lines(failure) > 2; }));
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(1900)); // no more than one a second
+    EXPECT_EQ(log_lines(failure), log_lines("/no/such/program cannot be started: No such file or directory"));
     use_health(3600);
     EXPECT_TRUE(wait_for("end beta"));
 }
