@@ -245,6 +245,15 @@ def plugger(router):
 
 
 @pytest.fixture
+def add_settings(router):
+    """Adds lines to the device's settings."""
+    file = router.path("/etc/nas-host.conf")
+    original = file.read_text()
+    yield lambda lines: file.write_text(original + lines)
+    file.write_text(original)
+
+
+@pytest.fixture
 def make_image(router, tmp_path):
     return image_maker(router, tmp_path)
 

@@ -10,7 +10,7 @@ import pytest
 import ftp_client
 import samba_client
 from conftest import wait_until
-from disks import event_ids, run_all_services, switch_records
+from disks import forget_events, run_all_services, told_events, switch_records
 from library_clock import library_clock
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
@@ -51,6 +51,7 @@ def media_answers(router):
         return b"MediaServer" in page.read()
 
 
+STARTED = {"@{98}", "@{102}", "@{100}"}  # the three, in what the user is told
 PROBES = {"FTP": ftp_answers, "Samba": samba_answers, "media server": media_answers}
 
 
@@ -68,6 +69,10 @@ def services(router):
     run_all_services(router)
 
 
+def started(router):
+    return {event["detail"] for event in told_events(router) if event["id"] == "@{106}"}
+
+
 def sum_of_sleeps(sleeps, begin, end):
     return sum(min(until, end) - max(since, begin) for since, until in sleeps if until > begin and since < end)
 
@@ -75,6 +80,7 @@ def sum_of_sleeps(sleeps, begin, end):
 def test_from_the_plug_to_every_service(router, services, make_image, record_property):
     image = make_image("ext4", "Disk1", {"note.txt": NOTE, "Movies/": None})
     answered = {}
+    forget_events(router)
     with library_clock(router) as clock:
         begin = time.monotonic()
         router.plug(image, "sda")
@@ -83,7 +89,7 @@ def test_from_the_plug_to_every_service(router, services, make_image, record_pro
             wait_until(lambda answers=answers: answers(router), 60, f"{name} answers")
             answered[name] = time.monotonic() - begin
         end = time.monotonic()
-        wait_until(lambda: event_ids(router)[-1] == "@{106}", 10, "the last service is started")
+        wait_until(lambda: started(router) == STARTED, 10, "the user is told of every service")
         sleeps = clock.sleeps()
     router.unplug("sda")
 

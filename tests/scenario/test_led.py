@@ -9,7 +9,6 @@ from library_clock import library_clock
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
-SETTINGS = "/etc/nas-host.conf"
 DARK_AT_NIGHT = "led_mode = schedule\nled_dark_from = 22\nled_dark_until = 7\n"
 
 
@@ -17,15 +16,6 @@ DARK_AT_NIGHT = "led_mode = schedule\nled_dark_from = 22\nled_dark_until = 7\n"
 def clock(router):
     with library_clock(router) as clock:
         yield clock
-
-
-@pytest.fixture
-def set_led(router):
-    """Adds lines about LEDs to the device's settings."""
-    file = router.path(SETTINGS)
-    original = file.read_text()
-    yield lambda lines: file.write_text(original + lines)
-    file.write_text(original)
 
 
 def led(router):
@@ -43,9 +33,9 @@ def led_of_a_new_disk(router, image):
     return shown
 
 
-def test_a_night(router, make_image, clock, set_led):
+def test_a_night(router, make_image, clock, add_settings):
     image = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
-    set_led(DARK_AT_NIGHT)
+    add_settings(DARK_AT_NIGHT)
     shown = {}
     for day, hour, minute in ((1, 21, 59), (1, 22, 0), (2, 0, 30), (2, 6, 59), (2, 7, 0)):
         clock.set(calendar.timegm((2024, 5, day, hour, minute, 0)))
@@ -53,11 +43,11 @@ def test_a_night(router, make_image, clock, set_led):
     assert shown == {"21:59": "lit", "22:00": "dark", "00:30": "dark", "06:59": "dark", "07:00": "lit"}
 
 
-def test_dark_hours_begin_and_end_for_the_next_disk_alone(router, make_image, clock, set_led):
+def test_dark_hours_begin_and_end_for_the_next_disk_alone(router, make_image, clock, add_settings):
     """Nothing looks at the clock while a disk stays: its LED is as it was when it came."""
     first = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
     second = make_image("ext4", "Disk2", {"note.txt": b"hello"}, size="4M")
-    set_led(DARK_AT_NIGHT)
+    add_settings(DARK_AT_NIGHT)
     clock.set(calendar.timegm((2024, 5, 1, 21, 59, 0)))
     router.plug(first, "sda")
     settle(router)
@@ -67,14 +57,22 @@ def test_dark_hours_begin_and_end_for_the_next_disk_alone(router, make_image, cl
     router.plug(second, "sdb")
     settle(router)
     night = led(router)
+    router.unplug("sdb")
+    settle(router)
+    clock.set(calendar.timegm((2024, 5, 2, 7, 0, 0)))
+    settle(router)
+    early = led(router)
+    router.plug(second, "sdb")
+    settle(router)
+    morning = led(router)
     for disk in ("sdb", "sda"):
         router.unplug(disk)
         settle(router)
-    assert (evening, night, led(router)) == ("lit", "dark", "dark")
+    assert (evening, night, early, morning, led(router)) == ("lit", "dark", "dark", "lit", "dark")
 
 
 @pytest.mark.parametrize(("setting", "expected"), [("on", "lit"), ("off", "dark")])
-def test_without_a_schedule(router, make_image, set_led, setting, expected):
-    set_led(f"led_mode = {setting}\n")
+def test_without_a_schedule(router, make_image, add_settings, setting, expected):
+    add_settings(f"led_mode = {setting}\n")
     image = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M")
     assert led_of_a_new_disk(router, image) == expected

@@ -2,7 +2,7 @@
 
 import pytest
 
-from disks import LOG, event_ids, folders, handled_events, modules, mounts, settle
+from disks import LOG, event_ids, folders, forget_events, handled_events, modules, mounts, settle
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
@@ -14,11 +14,11 @@ def seen(router):
     """What the kernel and the library told since the test began: its events, and the user's."""
     settle(router)
     router.execute("sh", "-c", f": > {LOG}")
-    before = len(event_ids(router))
+    forget_events(router)
 
     def seen():
         settle(router)
-        return handled_events(router), [event for event in event_ids(router)[before:] if event in EVENTS]
+        return handled_events(router), [event for event in event_ids(router) if event in EVENTS]
 
     return seen
 
