@@ -1,5 +1,7 @@
-"""Five hundred times a disk is plugged in or pulled out, five disks at once."""
+"""Five hundred times a disk is plugged in or pulled out, five disks at once; fewer times on a slow machine."""
 
+import collections
+import re
 import subprocess
 import time
 
@@ -7,29 +9,48 @@ import pytest
 
 import ftp_client
 from conftest import STATE, disk_maker, wait_until
-from disks import folders, modules, mounts, run_all_services, serviced, settle, switch_records
+from disks import (
+    LOG,
+    event_ids,
+    folders,
+    forget_events,
+    handled_events,
+    modules,
+    mounts,
+    run_all_services,
+    serviced,
+    settle,
+    switch_records,
+)
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
 DISKS = ("sda", "sdb", "sdc", "sdd", "sde")
 ROUNDS = 50
+FEWEST_ROUNDS = 5
+SECONDS = 40  # when these are over no other round begins
 
-# In every fifth round a disk stays until it is mounted, and `plug` says where; in the others it is pulled out as soon
-# as it is there. A line for each pull; whatever is said besides is a complaint.
+# In the first round and every fifth from there a disk stays until it is mounted, and `plug` says where; in the others
+# it is pulled out as soon as it is there. A line for each pull; whatever is said besides is a complaint.
 STORM = """
 rounds() {
     n=0
-    while [ $n -lt "$2" ]; do
-        n=$((n + 1))
+    while [ $n -lt "$2" ] && { [ $n -lt "$3" ] || [ "$(date +%s)" -lt "$end" ]; }; do
         wait=--no-wait
         [ $((n % 5)) != 0 ] || wait=
+        n=$((n + 1))
         usbport plug "/share/storm/$1.img" --disk "$1" $wait
         usbport unplug "$1" && echo "pulled $1"
     done
 }
-for disk; do rounds "$disk" "$ROUNDS" & done
+end=$(($(date +%s) + SECONDS_LEFT))
+for disk; do rounds "$disk" "$ROUNDS" "$FEWEST_ROUNDS" & done
 wait
 """
+
+
+# Of serviced, its workers and hotplug, about what should not happen.
+COMPLAINT = "does not end|is lost|was not finished|given up|no room|cannot be|ended by signal|worker failed|events wait"
 
 
 @pytest.fixture
@@ -72,6 +93,7 @@ def state(router):
         "services": router.nasctl_json("service", "list"),
         "processes": processes(router),
         "loop devices": loop_devices(),
+        "run_dir": router.execute("ls", "-A", "/var/run/nas").stdout,
         "led": router.read("/var/run/nas/led/1"),
     }
 
@@ -103,24 +125,52 @@ def serve_all(router, ftp):
     return notes
 
 
-def test_a_storm_leaves_nothing_and_breaks_nothing(router, ftp, images, record_property):
+def expect_each_event_once(router, rounds):
+    """What was handled, and what the user was told of it. `rounds`: of each disk."""
+    handled = collections.Counter(handled_events(router))
+    names = [(name, rounds[disk]) for disk in DISKS for name in (disk, f"{disk}1")]
+    assert handled == {f"{action} {name}": times for name, times in names for action in ("add", "remove")}
+
+    told = collections.Counter(event_ids(router))
+    pulls = sum(rounds.values())
+    assert (told["@{126}"], told["@{129}"], told["@{128}"]) == (pulls, pulls, pulls)
+    removals = [event for event in event_ids(router) if event in ("@{128}", "@{129}")]
+    assert removals == ["@{129}", "@{128}"] * pulls
+
+    log = router.read(LOG)
+    performed = len(re.findall(r'"mount:sd[a-e]": begins', log)) - len(re.findall(r"sd[a-e] is gone already", log))
+    assert told["@{127}"] == performed >= mounts_of(rounds)
+    assert [line for line in log.splitlines() if re.search(COMPLAINT, line)] == []
+
+
+def mounts_of(rounds):
+    """How often a disk stays until it is mounted."""
+    return sum((times + 4) // 5 for times in rounds.values())
+
+
+def test_a_storm_leaves_nothing_and_breaks_nothing(router, ftp, images, add_settings, record_property):
+    add_settings("event_log_size = 10000000\nserviced_log_size = 10000000\n")  # nothing is to be dropped
     assert serve_all(router, ftp) == {disk: disk for disk in DISKS}
     before = state(router)
     assert before["mounts"] == {} and before["folders"] == [] and before["loop devices"] == []
 
+    forget_events(router)
+    router.execute("sh", "-c", f": > {LOG}")
     begin = time.monotonic()
-    storm = router.execute("env", f"ROUNDS={ROUNDS}", "sh", "-c", STORM, "sh", *DISKS, timeout=600)
+    limits = [f"ROUNDS={ROUNDS}", f"FEWEST_ROUNDS={FEWEST_ROUNDS}", f"SECONDS_LEFT={SECONDS}"]
+    storm = router.execute("env", *limits, "sh", "-c", STORM, "sh", *DISKS, timeout=600)
     seconds = time.monotonic() - begin
     settle(router)
 
     lines = storm.stdout.splitlines()
     assert storm.stderr == ""
-    assert sorted(line for line in lines if line.startswith("pulled")) == sorted(
-        f"pulled {disk}" for disk in DISKS for _ in range(ROUNDS)
-    )
-    mounted = sorted(line for line in lines if not line.startswith("pulled"))
-    assert mounted == sorted(f"{disk} /tmp/mnt/Disk_{disk}" for disk in DISKS for _ in range(ROUNDS // 5))
+    rounds = collections.Counter(line.split()[1] for line in lines if line.startswith("pulled"))
+    assert all(FEWEST_ROUNDS <= rounds[disk] <= ROUNDS for disk in DISKS) and len(rounds) == len(DISKS)
+    mounted = collections.Counter(line for line in lines if not line.startswith("pulled"))
+    assert mounted == {f"{disk} /tmp/mnt/Disk_{disk}": mounts_of({disk: times}) for disk, times in rounds.items()}
     assert state(router) == before
+    expect_each_event_once(router, rounds)
     assert len(serviced(router)) == 1
     assert serve_all(router, ftp) == {disk: disk for disk in DISKS}
-    record_property("measured", f"{2 * ROUNDS * len(DISKS)} plugs and pulls of {len(DISKS)} disks: {seconds:.0f} s")
+    plugs = 2 * sum(rounds.values())
+    record_property("measured", f"{plugs} plugs and pulls of {len(DISKS)} disks: {seconds:.0f} s")
