@@ -59,7 +59,9 @@ static void replace_private_port(int old_port, int new_port)
     const int free_index = read_ftp_private_port(ports, static_cast<int>(std::size(ports)));
     if (int *old_entry = std::find(std::begin(ports), std::end(ports), old_port); old_entry != std::end(ports))
         *old_entry = 0;
-    if (new_port != standard_port && free_index >= 0 && free_index < static_cast<int>(std::size(ports)))
+    // A run that was cut off before it stored the record has put the port there already.
+    const bool is_there = std::find(std::begin(ports), std::end(ports), new_port) != std::end(ports);
+    if (new_port != standard_port && !is_there && free_index >= 0 && free_index < static_cast<int>(std::size(ports)))
         ports[free_index] = new_port;
     write_ftp_private_port(ports, static_cast<int>(std::size(ports)));
 }

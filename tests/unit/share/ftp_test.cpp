@@ -252,6 +252,16 @@ TEST_F(Ftp, SamePortLeavesTheListAlone)
     EXPECT_EQ(host.count_lines("set ftp_conf"), 1);
 }
 
+TEST_F(Ftp, PortThatIsInTheListIsNotPutThereAgain)
+{
+    // So a run left it that was cut off between the list and the record.
+    host.set_config("ftp_conf", "1,2121,9000,UTF-8,0");
+    host.network.ftp_private_ports = {0, 2222, 990, 0, 0, 0};
+    host.network.next_ftp_private_port = 0;
+    EXPECT_EQ(set(make_config(1, 2222, 9000)), 0);
+    EXPECT_EQ(host.lines()[0], "ftp-private-ports 0 2222 990 0 0 0");
+}
+
 TEST_F(Ftp, PortIsPutInsideTheListOnly)
 {
     for (const int index : {-1, 6, 7, 1000, -2147483647, 2147483647}) {
