@@ -313,6 +313,13 @@ static void append_folder(TextBuffer &conf, std::string_view begin, std::string_
     append(conf, {begin, name, as_view(sections.own), begin, name, as_view(sections.contents)});
 }
 
+// Two sections of one folder end the daemon. It drops a backslash, so the section would be another folder's, and "*" has
+// one already: that of all folders.
+static bool has_section_of_its_own(const char *parent, const char *name)
+{
+    return fits_into_file(parent, name, strcmp(name, "*") == 0 ? "*" : "\"\\");
+}
+
 static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *disk)
 {
     char path[128], begin[sizeof path + 16];
@@ -327,8 +334,8 @@ static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *
     FolderSections common, own;
     build_sections(common, users, disk, "/"); // no folder bears that name
     for (int i = 0; i < folders.count; i++) {
-        const std::string_view name = folders.entries[i]->d_name;
-        if (!fits_into_file(path, name, '"'))
+        const char *name = folders.entries[i]->d_name;
+        if (!has_section_of_its_own(path, name))
             continue;
         if (!is_special(special, name)) {
             append_folder(conf, section_begin, name, common);
@@ -370,7 +377,7 @@ static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
     FolderList disks;
     list_folders(disks, disks_path);
     for (int i = 0; i < disks.count; i++)
-        if (fits_into_file(disks_path, disks.entries[i]->d_name, '"'))
+        if (has_section_of_its_own(disks_path, disks.entries[i]->d_name))
             append_disk(conf, users, disks.entries[i]->d_name);
     const UserList denied = ftp_user_list_for_folder(users, "", "", Rights::deny);
     if (denied.length > 0)

@@ -52,9 +52,9 @@ bool list_folders(FolderList &list, const char *path)
     return true;
 }
 
-bool fits_into_file(const char *folder, std::string_view name, char breaking)
+bool fits_into_file(const char *folder, const char *name, const char *breaking)
 {
-    if (!breaks_file(name) && name.find(breaking) == std::string_view::npos)
+    if (!breaks_file(name) && strpbrk(name, breaking) == nullptr)
         return true;
     fprintf(stderr, "Left out: a name in %s would break the configuration file\n", folder);
     return false;

@@ -60,9 +60,9 @@ struct FolderList {
 // False when the folder cannot be listed.
 bool list_folders(FolderList &list, const char *path);
 
-// Can the name of a folder's entry stand in a generated file, where also `breaking` would break it?
+// Can the name of a folder's entry stand in a generated file, where also any of the characters `breaking` would break it?
 // Says on standard error when it cannot.
-bool fits_into_file(const char *folder, std::string_view name, char breaking);
+bool fits_into_file(const char *folder, const char *name, const char *breaking);
 
 } // namespace nas
 
