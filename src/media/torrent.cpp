@@ -114,8 +114,12 @@ static bool start_daemon(const TorrentConfig &config, const NasUser &user)
         return false;
     char command[1024];
     // The user's name stands bare and the password is not escaped: the host refuses what would leave its place.
-    format_text(command, "/sbin/transmission-daemon -a *.*.*.* -c '%s' -w '%s' -g '%s/.session' -p %d -t -u %s -v '%s'",
-                quoted_path, quoted_path, quoted_path, config.port, user.id, user.password);
+    const bool whole = format_text(
+        command, "/sbin/transmission-daemon -a *.*.*.* -c '%s' -w '%s' -g '%s/.session' -p %d -t -u %s -v '%s'",
+        quoted_path, quoted_path, quoted_path, config.port, user.id, user.password);
+    // What asks for a password stands at the end: a part of the line must not start the daemon.
+    if (!whole)
+        leave_quote_open(command);
     system(command);
     sleep(2);
     if (!daemon_runs("transmission-daemon"))

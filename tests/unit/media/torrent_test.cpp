@@ -589,6 +589,45 @@ TEST_F(Torrent, CommandOf1023CharactersIsWhole)
     }
 }
 
+// Does the shell see a quotation that does not end?
+bool leaves_quote_open(const std::string &command)
+{
+    bool open = false;
+    for (std::size_t i = 0; i < command.size(); i++) {
+        if (!open && command[i] == '\\')
+            i++;
+        else if (command[i] == '\'')
+            open = !open;
+    }
+    return open;
+}
+
+TEST_F(Torrent, PartOfTheCommandIsNeverRun)
+{
+    let_daemon_start();
+    for (const char *letters : {"F", "F'"}) {
+        for (int count = 90; count < 330; count++) {
+            const std::string folder = times(count, letters).substr(0, 504);
+            set_up_service("D", "x");
+            host.set_config("torrent_folder", folder);
+            run();
+            std::string quoted = "/mnt/D/";
+            for (const char c : folder)
+                quoted += c == '\'' ? "'\\''" : std::string(1, c);
+            const std::string whole = "/sbin/transmission-daemon -a *.*.*.* -c '" + quoted + "' -w '" + quoted +
+                                      "' -g '" + quoted + "/.session' -p 9091 -t -u bob -v 'pw'";
+            const std::string ran = "/sbin/transmission-daemon " + line_after("run /sbin/transmission-daemon ");
+            const std::string command = ran.substr(0, ran.size() - std::string(" -> 0").size());
+            if (whole.size() < 1024) {
+                EXPECT_EQ(command, whole);
+            } else {
+                EXPECT_TRUE(leaves_quote_open(command)) << command;
+                EXPECT_EQ(command, whole.substr(0, command.size()));
+            }
+        }
+    }
+}
+
 TEST_F(Torrent, LongestEscapedPathIsWhole)
 {
     set_up_service("D", "x");
@@ -597,8 +636,9 @@ TEST_F(Torrent, LongestEscapedPathIsWhole)
     const std::string path = "/mnt/D/" + times(504, "'\\''");
     EXPECT_EQ(line_after("run mkdir -p "), "'" + path + "' -> 0");
     EXPECT_EQ(line_after("run chmod -R 777 "), "'" + path + "' -> 0");
+    // Behind character 1020 the shell would see no quotation that is open.
     const std::string whole = "/sbin/transmission-daemon -a *.*.*.* -c '" + path;
-    EXPECT_EQ(host.count_lines("run " + whole.substr(0, 1023) + " -> 0"), 2);
+    EXPECT_EQ(host.count_lines("run " + whole.substr(0, 1020) + " -> 0"), 2);
 }
 
 TEST_F(Torrent, RepairQuotesTheFolderAlone)
