@@ -200,6 +200,16 @@ static void remove_shell_characters(char *line)
     *kept = '\0';
 }
 
+// What stands unquoted in the command must be one word, as it is.
+static bool is_one_address(const char *text)
+{
+    // A second word, an option, a comment that hides the rest of the command, or a home folder.
+    if (strchr(text, '\t') != nullptr || strchr("-#~", text[0]) != nullptr)
+        return false;
+    // A pattern of the router's own files; behind a scheme there are none.
+    return strpbrk(text, "*?[") == nullptr || strstr(text, "://") != nullptr;
+}
+
 // Reads where the install script is: the first line that is not empty once the shell's own characters are gone from it.
 static int read_entware_info(ScriptAddress &address)
 {
@@ -213,8 +223,7 @@ static int read_entware_info(ScriptAddress &address)
         remove_shell_characters(line);
     } while (line[0] == '\0');
     copy_text(address, line);
-    // A second word, an option, or a comment that hides the rest of the command.
-    return strchr(address, '\t') == nullptr && address[0] != '-' && address[0] != '#' ? 1 : 0;
+    return is_one_address(address) ? 1 : 0;
 }
 
 static int enter_step(int next)

@@ -511,7 +511,7 @@ TEST_F(Installation, AddressThatWouldBeReadOtherwiseIsRefused)
 {
     for (const char *info : {"-O/etc/passwd\n", "--post-file=/etc/passwd\n", "  -x\n", "'-x'\n", "$-O/tmp/x http://a\n",
                              "http://a\t-O/etc/passwd\n", "\thttp://a/x\n", "http://a/x\t\n", "\t\n", "#http://a/x\n",
-                             "$#\n", "-x\nhttp://a/x\n"}) {
+                             "$#\n", "-x\nhttp://a/x\n", "*\n", "/etc/*\n", "a?b\n", "[a]x\n", "~root/x\n", "~\n"}) {
         start_anew();
         put_info(info);
         poll_idly(9);
