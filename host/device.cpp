@@ -29,6 +29,18 @@ std::string product_text()
     return text;
 }
 
+/* The model's name becomes part of an address that stands bare in a command line. */
+std::string model_text()
+{
+    const auto is_plain = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_' ||
+               c == '-';
+    };
+    std::string text = nashost::setting("model");
+    std::erase_if(text, [&](char c) { return !is_plain(c); });
+    return text;
+}
+
 void fill_hardware_info(HardwareInfo &info)
 {
     info = {};
@@ -36,7 +48,7 @@ void fill_hardware_info(HardwareInfo &info)
     std::vector<std::string> kinds = nashost::split(nashost::setting("usb_port_kinds"), ',');
     for (size_t port = 0; port < static_cast<size_t>(info.usb_port_count); port++)
         info.usb_port_kind[port] = port < kinds.size() ? nashost::decimal_value(kinds[port].c_str()) : 2;
-    nashost::copy_cut(info.model, sizeof info.model, nashost::setting("model"));
+    nashost::copy_cut(info.model, sizeof info.model, model_text());
 }
 
 /* The kernel lists every module with underscores, however its file is spelt. */

@@ -27,6 +27,15 @@ TEST(Device, TellsProductAndHardware)
     host_test::use_settings();
 }
 
+TEST(Device, TellsAModelThatMayStandInACommand)
+{
+    host_test::use_settings("model = NX $(id)`id`;|&<>(){}*?[]~#!'\"\\%/\t2_a.B-3\n");
+    HardwareInfo info;
+    EXPECT_EQ(0, get_si("hw", &info));
+    EXPECT_STREQ("NXidid2_a.B-3", info.model);
+    host_test::use_settings();
+}
+
 TEST(Device, CutsAndCleansWhatTheSettingsHold)
 {
     host_test::use_settings("product = 50% \"Box\" " + std::string(300, 'p') + "\nmodel = " + std::string(300, 'm') +
