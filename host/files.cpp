@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <vector>
 
 namespace nashost
 {
@@ -31,6 +31,32 @@ bool overwrite_file(const std::string &path, std::string_view text)
         return false;
     bool written = write_all(fd, text);
     return close(fd) == 0 && written;
+}
+
+bool is_still_at(int fd, const std::string &path)
+{
+    struct stat opened, found;
+    return fstat(fd, &opened) == 0 && lstat(path.c_str(), &found) == 0 && opened.st_dev == found.st_dev &&
+           opened.st_ino == found.st_ino;
+}
+
+/* One name, so that what a killed writer leaves is the next one's draft, not rubbish for ever; one writer at a time has
+ * it. Whoever waited for the lock may hold a file that was renamed meanwhile, and tries again. */
+int open_draft(const std::string &path)
+{
+    for (;;) {
+        int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd < 0)
+            return -1;
+        int locked = flock(fd, LOCK_EX);
+        bool is_ours = locked == 0 && is_still_at(fd, path);
+        if (is_ours && ftruncate(fd, 0) == 0 && fchmod(fd, 0600) == 0)
+            return fd;
+        bool failed = is_ours || (locked != 0 && errno != EINTR);
+        close(fd);
+        if (failed)
+            return -1;
+    }
 }
 
 } // namespace
@@ -85,18 +111,18 @@ bool replace_file(const std::string &path, std::string_view text)
         return overwrite_file(target, text); // a device or a kernel file cannot be replaced
 
     size_t name = target.rfind('/') + 1;
-    std::string draft = target.substr(0, name) + "." + target.substr(name) + ".XXXXXX";
-    std::vector<char> draft_path(draft.c_str(), draft.c_str() + draft.size() + 1);
-    int fd = mkostemp(draft_path.data(), O_CLOEXEC);
+    std::string draft = target.substr(0, name) + "." + target.substr(name) + ".draft";
+    int fd = open_draft(draft);
     if (fd < 0)
         return false;
+    // The lock is held over the renaming: closing the file would let the next writer into it.
     bool written = write_all(fd, text) && fchmod(fd, file_mode) == 0;
-    written = close(fd) == 0 && written;
-    if (written && rename(draft_path.data(), target.c_str()) == 0)
-        return true;
-    bool mounted_over = written && errno == EBUSY; // a file that is itself a mount point has to stay
-    unlink(draft_path.data());
-    return mounted_over && overwrite_file(target, text);
+    bool renamed = written && rename(draft.c_str(), target.c_str()) == 0;
+    bool mounted_over = written && !renamed && errno == EBUSY; // a file that is itself a mount point has to stay
+    if (!renamed)
+        unlink(draft.c_str());
+    close(fd);
+    return renamed || (mounted_over && overwrite_file(target, text));
 }
 
 } // namespace nashost

@@ -88,6 +88,37 @@ TEST(WriteFile, NeverShowsHalfAFile)
     EXPECT_EQ(0, torn);
 }
 
+TEST(WriteFile, ClearsAwayWhatAKilledWriterLeft)
+{
+    const std::string path = host_test::folder() + "/draft-test";
+    host_test::put_contents(host_test::folder() + "/.draft-test.draft", "half of a much longer te");
+    EXPECT_EQ(0, write_file(path.c_str(), "whole"));
+    EXPECT_EQ("whole", host_test::contents(path));
+    EXPECT_NE(0, access((host_test::folder() + "/.draft-test.draft").c_str(), F_OK));
+}
+
+TEST(WriteFile, ManyWritersAtOnceLeaveOneWholeFile)
+{
+    const std::string path = host_test::folder() + "/many-writers";
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < 8; writer++) {
+        writers.push_back(host_test::start_child([&] {
+            const std::string text(1000, static_cast<char>('a' + writer));
+            for (int i = 0; i < 200; i++) {
+                if (write_file(path.c_str(), text.c_str()) != 0)
+                    return false;
+                const std::string now = host_test::contents(path);
+                if (now.size() != 1000 || now.find_first_not_of(now[0]) != std::string::npos)
+                    return false;
+            }
+            return true;
+        }));
+    }
+    for (const pid_t writer : writers)
+        EXPECT_TRUE(host_test::child_succeeded(writer));
+    EXPECT_NE(0, access((host_test::folder() + "/.many-writers.draft").c_str(), F_OK));
+}
+
 TEST(FileString, ReadsWithoutTheTrailingNewline)
 {
     char buffer[8];
