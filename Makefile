@@ -4,6 +4,8 @@
 #   make stop    end it; nothing stays behind
 #   make test    build and run everything: unit and golden tests, checks of the binary, real daemons
 #   make unit    the part of it that needs no root
+#   make kill-test, make hostile-test
+#                the long versions of two tests that are in it (docs/proof.md)
 #   make lint    formatting, static analysis, shell scripts
 #   make bench   measure what the library promises
 #   make deb     build the Debian packages into build/deb
@@ -18,7 +20,11 @@ PRESET ?= debug
 BUILD  := build/$(PRESET)
 STAGE  := build/stage/$(PRESET)
 
-.PHONY: run stop test unit scenario lint bench deb mips target fuzz torture kills clean build stage setup setup-router
+# The newest packages of the virtual router; looked up when a target needs them, since another one unpacks them.
+WITH_PACKAGES = NAS_ROUTER_PACKAGES=$$(realpath "$$(ls -d -t build/router/packages-* | head -n 1)")
+
+.PHONY: run stop test unit parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture kills clean \
+        build stage setup setup-router
 
 run: stage setup-router
 	tools/demo.sh $(STAGE)
@@ -26,10 +32,20 @@ run: stage setup-router
 stop:
 	router/vr down
 
-test: unit scenario
+test: unit parsers scenario
 
 unit: build
 	ctest --preset $(PRESET) -j 2 --no-tests=error
+
+# The daemons' own parsers read what the library generates.
+parsers: build setup-router
+	$(WITH_PACKAGES) $(BUILD)/tests/hostile/nas_hostile_test --gtest_brief=1 --gtest_filter='Parser.*'
+
+kill-test: build
+	NAS_KILL_TEST=long $(BUILD)/tests/kill/nas_kill_test
+
+hostile-test: build setup-router
+	NAS_HOSTILE_TEST=long $(WITH_PACKAGES) $(BUILD)/tests/hostile/nas_hostile_test
 
 scenario: stage setup-router
 	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider -n 3 --dist loadfile \

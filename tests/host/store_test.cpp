@@ -176,3 +176,23 @@ TEST(Store, ChildOutlivesItsParentWithTheStoreOpen)
     close(turn[0]);
     close(turn[1]);
 }
+
+TEST(Store, ManyProcessesCreateTheStoreAtOnce)
+{
+    std::string path = host_test::folder() + "/new/folder/config.db";
+    host_test::use_settings("config_store = " + path + "\n");
+    auto writer = [](int i) { return iconfig_set_intvalue_direct(("writer" + std::to_string(i)).c_str(), i) == 0; };
+    std::vector<pid_t> pids;
+    for (int i = 0; i < 16; i++)
+        pids.push_back(host_test::start_child([&, i] { return writer(i); }));
+    for (pid_t pid : pids)
+        EXPECT_TRUE(host_test::child_succeeded(pid));
+    EXPECT_TRUE(host_test::in_child([] {
+        for (int i = 0; i < 16; i++) {
+            if (iconfig_get_intvalue_direct(("writer" + std::to_string(i)).c_str()) != i)
+                return false;
+        }
+        return true;
+    }));
+    host_test::use_settings();
+}
