@@ -285,7 +285,7 @@ int poll(const std::string &name)
     PeriodicCallbackRecord record = {};
     for (;;) {
         nashost::LockFile lock;
-        if (!lock.take(nashost::worker_lock_path()))
+        if (!nashost::take_worker_lock(lock))
             return 1;
         record.run_count++;
         periodic->callback(&record);

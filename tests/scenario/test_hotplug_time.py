@@ -102,4 +102,4 @@ def test_from_the_plug_to_every_service(router, services, make_image, record_pro
         f" + {total - slept:.1f} s (mounted after {mounted:.1f} s; {services})",
     )
     assert sleeps, "Samba's start always sleeps: the clock has seen nothing"
-    assert total - slept < 30
+    assert total - slept < 10
