@@ -6,7 +6,8 @@
 #   make unit    the part of it that needs no root
 #   make kill-test, make hostile-test
 #                the long versions of two tests that are in it (docs/proof.md)
-#   make lint    formatting, static analysis, shell scripts
+#   make library the library's tests alone
+#   make lint    formatting, static analysis (of CHECKED, all by default), shell scripts
 #   make bench   measure what the library promises
 #   make deb     build the Debian packages into build/deb
 #   make mips    cross-compile for MIPS (big-endian) and run the tests through an emulator
@@ -23,7 +24,7 @@ STAGE  := build/stage/$(PRESET)
 # The newest packages of the virtual router; looked up when a target needs them, since another one unpacks them.
 WITH_PACKAGES = NAS_ROUTER_PACKAGES=$$(realpath "$$(ls -d -t build/router/packages-* | head -n 1)")
 
-.PHONY: run stop test unit parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture kills clean \
+.PHONY: run stop test unit library parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture kills clean \
         build stage setup setup-router
 
 run: stage setup-router
@@ -36,6 +37,12 @@ test: unit parsers scenario
 
 unit: build
 	ctest --preset $(PRESET) -j 2 --no-tests=error
+
+# The library's tests alone: nothing of the host is built.
+library: setup
+	cmake --preset $(PRESET) > /dev/null
+	cmake --build --preset $(PRESET) --target nas_test nas_c99_test
+	ctest --preset $(PRESET) --no-tests=error -R '^(unit|golden|c99)$$'
 
 # The daemons' own parsers read what the library generates.
 parsers: build setup-router
@@ -53,7 +60,7 @@ scenario: stage setup-router
 
 lint: setup
 	tools/setup.sh lint
-	tools/lint.sh
+	tools/lint.sh $(if $(CHECKED),'$(CHECKED)')
 
 bench: setup
 	tools/setup.sh bench
