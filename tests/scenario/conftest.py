@@ -194,6 +194,19 @@ def router():
     up.vr("down")  # fails when anything is left behind
 
 
+@pytest.fixture(scope="module", autouse=True)
+def records_stay(router):
+    """Each file of tests begins with the records that the router was brought up with, whatever ran before."""
+    before = router.nasctl_json("config", "list")
+    yield
+    after = router.nasctl_json("config", "list")
+    for key in after.keys() - before.keys():
+        router.nasctl("config", "unset", key)
+    for key, value in before.items():
+        if after.get(key) != value:
+            router.nasctl("config", "set", key, value)
+
+
 def write_tree(tree, files):
     """{"Movies/a.mp4": b"...", "Docs/": None}"""
     tree.mkdir(exist_ok=True)

@@ -108,7 +108,7 @@ def comparable(lines):
 def patched(text, diff):
     """The text after the unified diff."""
     old = text.splitlines(keepends=True)
-    new, at = [], 0
+    new, at, last = [], 0, " "
     for line in diff.splitlines(keepends=True):
         hunk = re.match(r"@@ -(\d+)(?:,(\d+))? ", line)
         if hunk:
@@ -116,7 +116,8 @@ def patched(text, diff):
             new += old[at:begin]
             at = begin
         elif line.startswith("\\"):
-            new[-1] = new[-1].rstrip("\n")
+            if last != "-":
+                new[-1] = new[-1].rstrip("\n")
         elif line.startswith("+"):
             new.append(line[1:])
         else:
@@ -124,6 +125,7 @@ def patched(text, diff):
             if line.startswith(" "):
                 new.append(old[at])
             at += 1
+        last = line[0]
     return "".join(new + old[at:])
 
 
