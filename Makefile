@@ -14,7 +14,6 @@
 #   make target  the same with the device's C library, uClibc-ng, and GNU libiconv (the first time builds the tool chain)
 #   make fuzz    hostile input for every parser, SECONDS each (600)
 #   make torture fail every call that the library makes, one by one, in every golden case
-#   make kills   kill the store's writers, KILLS times (20000)
 #   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
 
 PRESET ?= debug
@@ -24,7 +23,7 @@ STAGE  := build/stage/$(PRESET)
 # The newest packages of the virtual router; looked up when a target needs them, since another one unpacks them.
 WITH_PACKAGES = NAS_ROUTER_PACKAGES=$$(realpath "$$(ls -d -t build/router/packages-* | head -n 1)")
 
-.PHONY: run stop test unit library parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture kills clean \
+.PHONY: run stop test unit library parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture clean \
         build stage setup setup-router
 
 run: stage setup-router
@@ -87,10 +86,6 @@ fuzz: setup
 EVERY ?= 1
 torture: setup
 	tools/torture.sh $(EVERY)
-
-KILLS ?= 20000
-kills: setup
-	tools/store-kills.sh $(KILLS)
 
 setup:
 	tools/setup.sh build
