@@ -33,6 +33,7 @@ void examine(const Arguments &arguments)
     if (json_wanted)
         words.emplace_back("--json");
     std::vector<char *> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string &word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
