@@ -14,7 +14,8 @@ class RegistrationServer:
         self.output = output
 
     def requests(self):
-        return [json.loads(line) for line in self.output.read_text(encoding="utf-8").splitlines()]
+        whole_lines, _, _ = self.output.read_text(encoding="utf-8").rpartition("\n")
+        return [json.loads(line) for line in whole_lines.splitlines()]
 
     def wait_for(self, count):
         return wait_until(
