@@ -28,7 +28,7 @@ pytestmark = pytest.mark.usefixtures("no_disk_stays")
 DISKS = ("sda", "sdb", "sdc", "sdd", "sde")
 ROUNDS = 50
 FEWEST_ROUNDS = 25  # each is four events of the kernel: 500 of them at least
-SECONDS = 55  # when these are over no other round begins
+SECONDS = 40  # when these are over no other round begins
 
 # In the first round and every fifth from there a disk stays until it is mounted, and `plug` says where; in the others
 # it is pulled out as soon as it is there. A line for each pull; whatever is said besides is a complaint.
