@@ -498,7 +498,7 @@ TEST_F(Web, LinksAreQuotedAndCut)
     EXPECT_EQ(links(), (std::vector<std::string>{std::string(63, 'n'), "o'\\''neil $(x) %s%n", quoted}));
 }
 
-TEST_F(Web, NameWithASlashGetsNoLink)
+TEST_F(Web, NameThatLeadsElsewhereGetsNoLink)
 {
     set_up_service();
     put_ftp_user(0, "rita");
@@ -507,6 +507,18 @@ TEST_F(Web, NameWithASlashGetsNoLink)
     put_ftp_user(3, "a/");
     put_ftp_user(4, "fred");
     EXPECT_EQ(links(), (std::vector<std::string>{"rita", "fred"}));
+    put_ftp_user(1, ".");
+    put_ftp_user(2, "..");
+    put_ftp_user(3, "...");
+    EXPECT_EQ(links(), (std::vector<std::string>{"rita", "...", "fred"}));
+}
+
+TEST_F(Web, FirstFiveFtpUsersGetLinks)
+{
+    set_up_service();
+    for (int slot = 0; slot < 6; ++slot)
+        put_ftp_user(slot, "user" + std::to_string(slot));
+    EXPECT_EQ(links(), (std::vector<std::string>{"user0", "user1", "user2", "user3", "user4"}));
 }
 
 TEST_F(Web, FtpUserWithoutPasswordFreesTheSlot)
