@@ -925,7 +925,7 @@ TEST_P(Cloud, LineFeedsEndNamesInFiles)
 {
     set_up_service();
     host.set_config(service.folder, "Backup\npath = /");
-    host.set_config(service.user, "bob\nroot,pw,1");
+    host.set_config(service.user, "bob\nroot,pw\nroot:,1");
     run();
     EXPECT_EQ(read_file(service.conf), conf_with("Backup", "/mnt/Disk1/Backup", "bob"));
     EXPECT_EQ(read_file(service.secrets), "bob:pw");
