@@ -21,7 +21,6 @@
 
 using namespace nas;
 
-static constexpr char web_root[] = "/tmp/webroot";
 static constexpr char digest_path[] = "/etc/lighttpd.user";
 static constexpr int default_port = 8000;
 static constexpr size_t max_name = 63, max_password = 127;
@@ -218,7 +217,7 @@ static bool leads_elsewhere(const char *name)
 // Every FTP user gets a link to the whole mount tree.
 static void make_link_tree()
 {
-    system2("rm -rf %s/httpstream", web_root);
+    system("rm -rf /tmp/webroot/httpstream");
     mkdir("/tmp/webroot/httpstream", 0777);
     NasUser user;
     for (int slot = 0; slot < NAS_USER_SLOTS && get_nas_user("ftp", slot, &user) != 0; slot++) {
@@ -226,7 +225,7 @@ static void make_link_tree()
             continue;
         char quoted_name[256];
         quote_text(quoted_name, user.id, max_name);
-        system2("ln -s /tmp/mnt '%s/httpstream/%s'", web_root, quoted_name);
+        system2("ln -s /tmp/mnt '/tmp/webroot/httpstream/%s'", quoted_name);
     }
 }
 
