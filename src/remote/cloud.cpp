@@ -138,7 +138,6 @@ static void make_folder(const char *path)
     system2("mkdir -p '%s'", quoted_path);
 }
 
-// The daemon wants to write its configuration; the secrets keep the mode that they are created with.
 static constexpr mode_t conf_mode = 0666;
 
 static void configure_daemon(const CloudService &service, const CloudShareConfig &config)
@@ -159,6 +158,7 @@ static void configure_daemon(const CloudService &service, const CloudShareConfig
         return;
     char secret[sizeof user.id + sizeof user.password];
     format_text(secret, "%s:%s", user.id, user.password);
+    // The configuration's mode once more, deliberately: the secrets keep the one that they are created with.
     if (write_text(service.secrets_path, secret))
         chmod(service.conf_path, conf_mode);
 }
