@@ -8,7 +8,7 @@ NAS_BEGIN_DECLS
 
 struct DdnsConfig; /* the host's record of a DDNS account */
 
-enum { NAS_AUTH_SIZE = 345, NAS_NONCE_LENGTH = 16, NAS_REQUEST_VALUE_SIZE = 2049 };
+enum { NAS_AUTH_SIZE = 341, NAS_NONCE_LENGTH = 16, NAS_REQUEST_VALUE_SIZE = 2049 };
 
 /* Writes the Base64 form of "<label>:<credential>", the label being the host name up to its first dot, into `auth`
  * (NAS_AUTH_SIZE bytes). Returns 0; -1, with `auth` untouched, when the host name has no dot. */
