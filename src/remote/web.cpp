@@ -62,7 +62,7 @@ int set_urlsvc_config(const UrlServiceConfig *config)
 
 int get_httpd_config(HttpdConfig *config)
 {
-    FtpdConfig ftp = {};
+    FtpdConfig ftp;
     get_ftpd_config(&ftp);
     UrlServiceConfig url;
     get_urlsvc_config(&url);

@@ -67,9 +67,9 @@ void nas_service_upnp_relay_init(void)
 
 int configure_iptables_for_nas(void)
 {
-    FtpdConfig ftp = {};
+    FtpdConfig ftp;
     get_ftpd_config(&ftp);
-    HttpdConfig web = {};
+    HttpdConfig web;
     get_httpd_config(&web);
     char lan[NAS_ADDRESS_SIZE] = "", wan[NAS_ADDRESS_SIZE] = "";
     get_ifconfig("br-lan", lan, nullptr);
@@ -109,12 +109,12 @@ static void kill_web_server(int port)
 
 int sweep_kelsto_server(void)
 {
-    FtpdConfig ftp = {};
+    FtpdConfig ftp;
     get_ftpd_config(&ftp);
     if (ftp.enable != 0 && get_num_of_mountdev(nullptr) != 0)
         return signal_nas("register_cloudbackup");
     system("killall proftpd");
-    HttpdConfig web = {};
+    HttpdConfig web;
     get_httpd_config(&web);
     if (web.port != 0)
         kill_web_server(web.port);
