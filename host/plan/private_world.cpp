@@ -175,8 +175,8 @@ void show_harmless_devices()
 void show_mount_table(const std::string &table)
 {
     const std::string file = std::string(scratch) + "/mounts";
-    const int fd = open_or_fail(file, O_WRONLY | O_CREAT | O_EXCL);
-    if (fchmod(fd, 0444) != 0 || !nashost::write_all(fd, table))
+    const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0444);
+    if (fd < 0 || !nashost::write_all(fd, table))
         fail(file);
     close(fd);
     if (mount(file.c_str(), (std::string(new_root) + "/proc/mounts").c_str(), nullptr, MS_BIND, nullptr) != 0)
