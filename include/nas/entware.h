@@ -64,10 +64,11 @@ int entware_callback(const char *mode);
 /* To be called every three seconds while `active` is set: fetches the server's information (30 seconds at most), then
  * the install script that it names (30), runs it in the chroot (120), and ends with status 2 or 9; a step that overruns
  * its time has its job ended by SIGTERM. Never waits: the jobs run in the background, their pid in
- * /tmp/entware_download.pid. An install script of an earlier time is removed first; an address that holds a tab or
- * begins with "-" or "#" is refused. A poll with status 0, 2 or 9 begins anew, unless the package manager is there;
- * one with a status that is none of the above does nothing. Without /tmp/cur it ends with status 9. Sets `active` and
- * `interval` to 1 and 3, or to 0 at the end. Returns 0. */
+ * /tmp/entware_download.pid. An install script of an earlier time is removed first. The script's address is the
+ * information's first line that is not empty once the shell's characters are gone from it, cut at 255 characters; it is
+ * refused when it holds a tab, begins with "-", "#" or "~", or is a pattern of files. A poll with status 0, 2 or 9
+ * begins anew, unless the package manager is there; one with a status that is none of the above does nothing. Without
+ * /tmp/cur it ends with status 9. Sets `active` and `interval` to 1 and 3, or to 0 at the end. Returns 0. */
 int entware_download_callback(struct PeriodicCallbackRecord *record);
 
 NAS_END_DECLS

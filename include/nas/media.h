@@ -42,10 +42,11 @@ int check_reload_db(const struct MediaConfig *config);
 int touch_media_db(void);
 
 /* Stops the server, writes /etc/minidlna.conf (mode 0644) and starts it ("/sbin/minidlna -f /etc/minidlna.conf", with
- * "-R" for a rebuild of its database) when it is switched on and its disk is mounted; logs start, stop, or the missing disk. `mode` is null for an ordinary run, "forced" to start it
- * even when it is switched off, "nomount" to leave it stopped. The folder is created with "mkdir -p" when it is missing; when
- * this or the file fails, the server starts with the file it had. A name, disk or folder ends at its first
- * line feed. Waits up to eight seconds for the old server. Returns 0. */
+ * "-R" for a rebuild of its database) when it is switched on and its disk is mounted; logs start, stop, or the missing
+ * disk. `mode` is null for an ordinary run, "forced" to start it even when it is switched off, "nomount" to leave it
+ * stopped. The folder is created with "mkdir -p" when it is missing; when this or the file fails, the server starts
+ * with the file it had. A name, disk or folder ends at its first line feed. Waits up to eight seconds for the old
+ * server. Returns 0. */
 int media_callback(const char *mode);
 
 NAS_END_DECLS

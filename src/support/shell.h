@@ -14,8 +14,8 @@ namespace nas
 // quotes.
 void quote_text(std::span<char> to, std::string_view text, size_t max_length = SIZE_MAX);
 
-// Shortens a command line that was cut until it ends inside single quotes: the shell then refuses it, instead of running
-// a part of it.
+// Shortens a command line that was cut until it ends inside single quotes: the shell then refuses it, instead of
+// running a part of it.
 void leave_quote_open(char *command);
 
 // May the text stand in a command as it is, without quotes?
