@@ -73,7 +73,7 @@ def test_a_damaged_settings_file_is_repaired_once(router, disk):
 
     assert done.stderr.count("Torrent is dead now") == 1
     assert router.runs("transmission-daemon")
-    assert status_code(router, "lan", ROUTER, f"{USER}:{PASSWORD}") == "409"
+    wait_until(lambda: status_code(router, "lan", ROUTER, f"{USER}:{PASSWORD}") == "409", 10, "it answers")
     done = router.nasctl("service", "start", "torrent")
     assert "Torrent is dead now" not in done.stderr
 
