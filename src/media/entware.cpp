@@ -102,23 +102,23 @@ static void fill_root()
 {
     static constexpr char folders[] = "bin\0sys\0lib\0usr\0usr/bin\0tmp\0tmp/var\0tmp/var/run\0"
                                       "var\0var/log\0var/run\0etc\0opt\0home\0dev\0proc\0";
-    static constexpr char programs[] = "busybox\0sh\0chmod\0echo\0cp\0ln\0ls\0vi\0cat\0mv\0rm\0mkdir\0pidof\0sleep\0";
-    static constexpr char user_programs[] = "wget\0[\0[[\0";
-    static constexpr char libraries[] = "ld-uClibc*\0ld-*\0libc-*\0libnss*\0libc.*\0libcrypt-*\0libcrypt.*\0"
-                                        "libcurl.so*\0libdl*\0libm-*\0libm.*\0libnsl*\0libpthread*\0libresolv*\0"
-                                        "libuClibc*\0libgcc*\0librpc.so\0";
+    static constexpr char files[] =
+        "bin/busybox\0bin/sh\0bin/chmod\0bin/echo\0bin/cp\0bin/ln\0bin/ls\0bin/vi\0bin/cat\0bin/mv\0bin/rm\0"
+        "bin/mkdir\0bin/pidof\0bin/sleep\0"
+        "usr/bin/wget\0usr/bin/[\0usr/bin/[[\0"
+        "lib/ld-uClibc*\0lib/ld-*\0lib/libc-*\0lib/libnss*\0lib/libc.*\0lib/libcrypt-*\0lib/libcrypt.*\0"
+        "lib/libcurl.so*\0lib/libdl*\0lib/libm-*\0lib/libm.*\0lib/libnsl*\0lib/libpthread*\0lib/libresolv*\0"
+        "lib/libuClibc*\0lib/libgcc*\0lib/librpc.so\0"
+        "etc/resolv.conf\0";
     static constexpr char devices[] = "null c 1 3\0zero c 1 5\0full c 1 7\0random c 1 8\0urandom c 1 9\0";
 
     for (const char *name = folders; *name != '\0'; name = next_word(name))
         system2("/bin/mkdir /tmp/cur/%s", name);
     system("/bin/mount /proc /tmp/cur/proc");
-    for (const char *name = programs; *name != '\0'; name = next_word(name))
-        system2("/bin/cp -ra /bin/%s /tmp/cur/bin/", name);
-    for (const char *name = user_programs; *name != '\0'; name = next_word(name))
-        system2("/bin/cp -ra /usr/bin/%s /tmp/cur/usr/bin/", name);
-    for (const char *name = libraries; *name != '\0'; name = next_word(name))
-        system2("/bin/cp -ra /lib/%s /tmp/cur/lib/", name);
-    system("/bin/cp -ra /etc/resolv.conf /tmp/cur/etc/");
+    for (const char *name = files; *name != '\0'; name = next_word(name)) {
+        const auto folder_length = static_cast<int>(strrchr(name, '/') + 1 - name);
+        system2("/bin/cp -ra /%s /tmp/cur/%.*s", name, folder_length, name);
+    }
     for (const char *device = devices; *device != '\0'; device = next_word(device))
         system2("/bin/mknod -m664 /tmp/cur/dev/%s", device);
 }
