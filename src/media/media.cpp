@@ -71,14 +71,14 @@ int kill_and_wait_media_server(int bounded, unsigned max_waits)
 char *get_media_db_folder(const MediaConfig *config)
 {
     static char path[512];
-    format_text(path, "/mnt/%s/%s", config->disk_name, "MediaDB");
+    format_text(path, "/mnt/%s/MediaDB", config->disk_name);
     return path;
 }
 
 char *get_media_db_filename(const MediaConfig *config)
 {
     static char path[512];
-    format_text(path, "/mnt/%s/%s/files.db", config->disk_name, "MediaDB");
+    format_text(path, "/mnt/%s/MediaDB/files.db", config->disk_name);
     return path;
 }
 
