@@ -19,7 +19,7 @@
 
 using namespace nas;
 
-static constexpr char chain[] = "torrent";
+static constexpr char service[] = "torrent";
 static constexpr int default_port = 9091;
 
 // After so many seconds without an end the daemon is killed by force, again and again.
@@ -58,7 +58,7 @@ int set_torrent_config(const TorrentConfig *config)
 
 int configure_iptables_for_torrent(const TorrentConfig *config, const char *wan, const char *lan)
 {
-    return fill_nat_chain(chain, config->enabled, {config->port}, wan, lan);
+    return fill_nat_chain(service, config->enabled, {config->port}, wan, lan);
 }
 
 int kill_and_wait_torrent(int bounded, unsigned max_waits)
@@ -127,15 +127,6 @@ static bool start_daemon(const TorrentConfig &config, const NasUser &user)
     return true;
 }
 
-static void open_port(const TorrentConfig &config, const char *lan)
-{
-    char wan[NAS_ADDRESS_SIZE] = "";
-    get_wan_ip("wan1", wan);
-    configure_iptables_for_torrent(&config, wan, lan);
-    if (config.port != 0)
-        announce_port(chain, config.port);
-}
-
 int torrent_callback(const char *mode)
 {
     char lan[NAS_ADDRESS_SIZE] = "";
@@ -144,18 +135,16 @@ int torrent_callback(const char *mode)
     TorrentConfig config;
     get_torrent_config(&config);
     NasUser user;
-    get_nas_user("torrent", 0, &user);
+    get_nas_user(service, 0, &user);
 
     const bool was_running = daemon_runs("transmission-daemon");
     kill_and_wait_torrent(1, 200);
-    flush_nat_chain(chain);
-    if (config.port != 0)
-        withdraw_port(config.port);
+    close_port(service, config.port);
     if (stays_stopped(call, config.enabled, was_running, source_torrent) ||
         !finds_disk(config.disk_name, source_torrent))
         return 0;
     sleep(1);
-    open_port(config, lan);
+    open_port(service, config.enabled, config.port, lan);
     if (start_daemon(config, user))
         log_event(event_started, source_torrent);
     return 0;

@@ -172,19 +172,8 @@ static bool stop_daemon(const CloudService &service, int port)
         puts(service.wait_message);
         sleep(1);
     }
-    flush_nat_chain(service.name);
-    if (port != 0)
-        withdraw_port(port);
+    close_port(service.name, port);
     return was_running;
-}
-
-static void open_port(const CloudService &service, const CloudShareConfig &config, const char *lan)
-{
-    char wan[NAS_ADDRESS_SIZE] = "";
-    get_wan_ip("wan1", wan);
-    fill_nat_chain(service.name, config.enable, {config.port}, wan, lan);
-    if (config.port != 0)
-        announce_port(service.name, config.port);
 }
 
 int nas::run_cloud_service(const CloudService &service, const char *mode)
@@ -205,7 +194,7 @@ int nas::run_cloud_service(const CloudService &service, const char *mode)
     keep_first_lines(first_lines);
     configure_daemon(service, first_lines);
     sleep(1);
-    open_port(service, config, lan);
+    open_port(service.name, config.enable, config.port, lan);
     if (service.registration_message != nullptr)
         fputs(service.registration_message, stderr);
     register_cloud_service(service, config, 1);

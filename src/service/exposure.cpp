@@ -51,6 +51,22 @@ void nas::withdraw_port(int port)
     signal_start(message);
 }
 
+void nas::open_port(const char *service, int enable, int port, const char *lan)
+{
+    char wan[NAS_ADDRESS_SIZE] = "";
+    get_wan_ip("wan1", wan);
+    fill_nat_chain(service, enable, {port}, wan, lan);
+    if (port != 0)
+        announce_port(service, port);
+}
+
+void nas::close_port(const char *service, int port)
+{
+    flush_nat_chain(service);
+    if (port != 0)
+        withdraw_port(port);
+}
+
 void nas_service_upnp_relay_init(void)
 {
     for (const NasServiceInfo *service = nas_service_table; service->name != nullptr; service++) {

@@ -18,6 +18,11 @@ int fill_nat_chain(const char *chain, int enable, std::initializer_list<int> por
 void announce_port(const char *word, int port);
 void withdraw_port(int port);
 
+// Opens the only port of a service to the WAN, here and upstream, where it is announced even without a WAN address; and
+// closes it again. A port 0 is none.
+void open_port(const char *service, int enable, int port, const char *lan);
+void close_port(const char *service, int port);
+
 } // namespace nas
 
 #endif
