@@ -92,6 +92,8 @@ struct Torrent : LibraryTest {
         return host.transcript();
     }
 
+    std::string run_with_folder(const std::string &folder, const std::string &quoted_folder);
+
     // The only line that begins so, without that beginning.
     std::string line_after(const std::string &beginning)
     {
@@ -602,30 +604,49 @@ bool leaves_quote_open(const std::string &command)
     return open;
 }
 
+// Runs the service with a folder, and compares the daemon's command: it is whole, or ends inside a quotation. Returns
+// what the command would be.
+std::string Torrent::run_with_folder(const std::string &folder, const std::string &quoted_folder)
+{
+    set_up_service("D", "x");
+    host.set_config("torrent_folder", folder);
+    run();
+    const std::string path = "'/mnt/D/" + quoted_folder;
+    const std::string whole = "/sbin/transmission-daemon -a *.*.*.* -c " + path + "' -w " + path + "' -g " + path +
+                              "/.session' -p 9091 -t -u bob -v 'pw'";
+    const std::string ran = "/sbin/transmission-daemon " + line_after("run /sbin/transmission-daemon ");
+    const std::string command = ran.substr(0, ran.size() - std::string(" -> 0").size());
+    if (whole.size() < 1024) {
+        EXPECT_EQ(command, whole);
+    } else {
+        EXPECT_TRUE(leaves_quote_open(command)) << command;
+        EXPECT_EQ(command, whole.substr(0, command.size()));
+    }
+    return whole;
+}
+
 TEST_F(Torrent, PartOfTheCommandIsNeverRun)
 {
     let_daemon_start();
-    for (const char *letters : {"F", "F'"}) {
-        for (int count = 90; count < 330; count++) {
-            const std::string folder = times(count, letters).substr(0, 504);
-            set_up_service("D", "x");
-            host.set_config("torrent_folder", folder);
-            run();
-            std::string quoted = "/mnt/D/";
-            for (const char c : folder)
-                quoted += c == '\'' ? "'\\''" : std::string(1, c);
-            const std::string whole = "/sbin/transmission-daemon -a *.*.*.* -c '" + quoted + "' -w '" + quoted +
-                                      "' -g '" + quoted + "/.session' -p 9091 -t -u bob -v 'pw'";
-            const std::string ran = "/sbin/transmission-daemon " + line_after("run /sbin/transmission-daemon ");
-            const std::string command = ran.substr(0, ran.size() - std::string(" -> 0").size());
-            if (whole.size() < 1024) {
-                EXPECT_EQ(command, whole);
-            } else {
-                EXPECT_TRUE(leaves_quote_open(command)) << command;
-                EXPECT_EQ(command, whole.substr(0, command.size()));
-            }
+    for (int length = 250; length < 505; length++) {
+        const std::string folder = times(length, "F");
+        run_with_folder(folder, folder);
+    }
+}
+
+TEST_F(Torrent, PartOfTheCommandWithApostrophesIsNeverRun)
+{
+    let_daemon_start();
+    bool cut_behind_backslash = false;
+    // Five characters a time in the command: with every beginning the cut falls behind another one of them.
+    for (const char *beginning : {"", "x", "xx", "xxx", "xxxx"}) {
+        for (int count = 63; count < 250; count += 3) {
+            const std::string whole =
+                run_with_folder(beginning + times(count, "F'"), beginning + times(count, "F'\\''"));
+            cut_behind_backslash |= whole.size() > 1023 && whole[1022] == '\\';
         }
     }
+    EXPECT_TRUE(cut_behind_backslash);
 }
 
 TEST_F(Torrent, LongestEscapedPathIsWhole)
