@@ -58,6 +58,12 @@ int pid_in(const char *pid_file)
     return read_whole(pid_file, text) ? std::atoi(text.c_str()) : 0;
 }
 
+void check_flags(const char *operation, int flags, int agreed)
+{
+    if (flags != agreed)
+        host().record(std::string("flags ") + operation + " " + std::to_string(flags));
+}
+
 } // namespace
 
 int system2(const char *text, ...)
@@ -70,9 +76,10 @@ int system2(const char *text, ...)
     return host().run(command);
 }
 
-int get_process_list(const char *name, ProcessList *list, int)
+int get_process_list(const char *name, ProcessList *list, int flags)
 {
     const HostsOwnDoing mine;
+    check_flags("get_process_list", flags, 0);
     const std::vector<Process> found = host().look_for(name);
     list->count = static_cast<int>(found.size());
     list->first = nullptr;
@@ -149,9 +156,10 @@ int get_file_string(const char *path, char *buffer, int size)
     return 1;
 }
 
-int get_file_value(const char *path, int)
+int get_file_value(const char *path, int flags)
 {
     const HostsOwnDoing mine;
+    check_flags("get_file_value", flags, 1);
     std::string text;
     return read_whole(path, text) ? std::atoi(text.c_str()) : 0;
 }

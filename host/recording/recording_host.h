@@ -13,6 +13,7 @@
 //   unlink PATH                     symlink TARGET PATH           rename FROM TO      rmdir PATH
 //   stdout: LINE                    stderr: LINE
 //   check-gateway GATEWAY ADDRESS MASK -> RESULT
+//   flags OPERATION FLAGS           other flags than the host and the library agreed on
 // and one for each setting of network and device. An act that failed ends in " -> failed".
 // Between two acts the library's lines on standard error stand before those on standard output.
 #ifndef NAS_RECORDING_HOST_H

@@ -408,6 +408,23 @@ TEST_F(Recording, SmallFiles)
     EXPECT_STREQ(sf_strncpy(copy, "abcdef", 4), "abc");
 }
 
+TEST_F(Recording, OtherFlagsThanAgreedAreAnAct)
+{
+    act(host, [] {
+        ProcessList list;
+        get_process_list("a", &list, 0);
+        free_process_list(&list);
+        get_process_list("a", &list, 1);
+        free_process_list(&list);
+        get_file_value("/tmp/none", 1);
+        get_file_value("/tmp/none", 0);
+    });
+    EXPECT_EQ(host.transcript(), "list a -> 0\n"
+                                 "flags get_process_list 1\n"
+                                 "list a -> 0\n"
+                                 "flags get_file_value 0\n");
+}
+
 TEST_F(Recording, NetworkAnswers)
 {
     host.network.address["br-lan"] = "192.168.1.1";
