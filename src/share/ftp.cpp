@@ -332,7 +332,7 @@ static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *
     SpecialFolders special;
     find_special_folders(special, users);
     FolderSections common, own;
-    build_sections(common, users, disk, "/"); // no folder bears that name
+    build_sections(common, users, disk, {"\0", 1}); // no folder and no restriction bears that name
     for (int i = 0; i < folders.count; i++) {
         const char *name = folders.entries[i]->d_name;
         if (!has_section_of_its_own(path, name))

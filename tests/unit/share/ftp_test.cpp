@@ -515,6 +515,16 @@ TEST_F(Ftp, NameThatDoesNotFitIsLeftOutWhole)
     EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser " + names + "\n</Limit>\n"));
 }
 
+TEST_F(Ftp, RestrictionToASlashOpensNoFolder)
+{
+    put_user(0, "rita", "rw");
+    put_user(1, "fred", "rw", "Disk1:/");
+    put_folders(1);
+    const std::string text = generate();
+    EXPECT_NE(text.find("\nAllowUser rita,fred\nAllowGroup OR\n"), std::string::npos); // let into the disk
+    EXPECT_EQ(text.find("fred", text.find("AllowGroup OR")), std::string::npos) << text;
+}
+
 TEST_F(Ftp, AnonymousAccountIsAlwaysRemoved)
 {
     for (const char *record : {"1,21,9000,UTF-8,1", "1,21,9000,UTF-8,1,1,1"}) {
