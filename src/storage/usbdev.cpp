@@ -190,9 +190,10 @@ int get_usbdev_info(const char *path, const char *filter, UsbDevInfo *info)
 
 static int usb_entry_filter(const dirent *entry)
 {
-    const std::string_view name = entry->d_name;
-    return name != "." && name != ".." && name != "lost+found" && name != "usbdev1.1" && name != "usbdev2.1" &&
-           name != "usbdev3.1";
+    for (const char *name : {".", "..", "lost+found", "usbdev1.1", "usbdev2.1", "usbdev3.1"})
+        if (strcmp(entry->d_name, name) == 0)
+            return 0;
+    return 1;
 }
 
 // Calls `act` with the name of each entry below the devices' folder, in order.
