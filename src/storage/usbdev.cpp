@@ -22,8 +22,9 @@ using namespace nas;
 
 static constexpr char devices_path[] = "/sys/bus/usb/devices/";
 
-static constexpr std::string_view storage_class = "08", printer_class = "07", control_class = "02", data_class = "0a",
-                                  wireless_class = "e0";
+using InterfaceClass = char[3];
+static constexpr InterfaceClass storage_class = "08", printer_class = "07", wireless_class = "e0";
+static constexpr InterfaceClass known_classes[] = {"e0", "02", "0a", "07", "08"};
 
 using Path = char[512];
 using AttributePath = char[256];
@@ -133,12 +134,12 @@ static bool read_interface_class(const char *path, UsbDevInfo &info)
     char text[sizeof info.interface_class] = "";
     if (read_attribute(path, "bInterfaceClass", text) == 0)
         return false;
-    const std::string_view name = text;
-    if (name != wireless_class && name != control_class && name != data_class && name != printer_class &&
-        name != storage_class)
-        return false;
-    copy_text(info.interface_class, text);
-    return true;
+    for (const char *name : known_classes)
+        if (strcmp(text, name) == 0) {
+            copy_text(info.interface_class, name);
+            return true;
+        }
+    return false;
 }
 
 // Buses 1 and 3 are USB 2.0, 2 and 4 USB 3.0; there are no others on a router.
@@ -190,7 +191,9 @@ int get_usbdev_info(const char *path, const char *filter, UsbDevInfo *info)
 
 static int usb_entry_filter(const dirent *entry)
 {
-    for (const char *name : {".", "..", "lost+found", "usbdev1.1", "usbdev2.1", "usbdev3.1"})
+    static constexpr char dropped[][sizeof "lost+found"] = {".",         "..",        "lost+found",
+                                                            "usbdev1.1", "usbdev2.1", "usbdev3.1"};
+    for (const char *name : dropped)
         if (strcmp(entry->d_name, name) == 0)
             return 0;
     return 1;
@@ -298,7 +301,7 @@ static const UsbDevInfo *find_by_index(const Inventory &inventory, int index)
 
 int check_usb_device_exist(const char *devname)
 {
-    const Inventory storage(storage_class.data());
+    const Inventory storage(storage_class);
     if (devname == nullptr)
         return storage.list.count > 0;
     return find_by_name(storage, devname) != nullptr;
@@ -308,7 +311,7 @@ int remove_all_usb_device(void)
 {
     const Inventory all(nullptr);
     for (const UsbDevInfo *info = all.list.first; info != nullptr; info = info->next) {
-        if (info->interface_class != storage_class)
+        if (strcmp(info->interface_class, storage_class) != 0)
             continue;
         syslog(LOG_DEBUG, "Removing Storage Device ---------> devname: %s", info->devname);
         system2("/sbin/usbumount hdddev:%s 1 10 auto", info->devname);
@@ -344,7 +347,7 @@ int get_first_mount_dir_by_usbidx(int index, char *dir)
 {
     const Inventory all(nullptr);
     const UsbDevInfo *info = find_by_index(all, index);
-    if (info == nullptr || info->interface_class != storage_class)
+    if (info == nullptr || strcmp(info->interface_class, storage_class) != 0)
         return 0;
     LineReader table;
     open_mount_table(table);
