@@ -41,8 +41,9 @@ int init_smb_users(void);
  * loads the passwords (init_smb_users) and runs "/sbin/smbd -D" and "/sbin/nmbd -D". Waits a second before each of both
  * steps. Logs start or stop. `mode` is null for an ordinary run, "forced" to start the daemons even when the service is
  * off, "nomount" to leave them stopped. A disk or entry whose name holds a control character or ends in a backslash, and a
- * share named with a "]" or "global", "homes" or "printers", is left out, with a line on standard error. Server name and
- * workgroup end at their first line feed. Returns 0; -1, and nothing is changed, when there is no record. */
+ * share whose name is, up to a "]", empty or "global", "globals", "homes" or "printers", in any case and with any blanks,
+ * is left out, with a line on standard error. Server name and workgroup end at their first line feed and lose backslashes
+ * at their end. Returns 0; -1, and nothing is changed, when there is no record. */
 int samba_callback(const char *mode);
 
 NAS_END_DECLS

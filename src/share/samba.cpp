@@ -259,13 +259,21 @@ static void append_share(TextBuffer &conf, const Share &share, std::string_view 
                   share.name, ".conf\n"});
 }
 
-// Names that would end their section's heading, or that mean more to Samba than a share.
+// Can the name head a section of its own? Samba reads a heading up to the first "]"; what is more to it than a share it
+// knows with blanks and in any case.
 static bool is_share_name(const char *name)
 {
-    if (strchr(name, ']') != nullptr)
+    if (name[0] == ']')
         return false;
-    for (const char *special : {"global", "homes", "printers"})
-        if (strcasecmp(name, special) == 0)
+    char heading[10]; // the longest special name, and one more
+    size_t length = 0;
+    for (; *name != '\0' && *name != ']' && length < sizeof heading - 1; name++)
+        if (*name != ' ')
+            heading[length++] = *name;
+    heading[length] = '\0';
+    static constexpr char special_names[][sizeof "printers"] = {"global", "globals", "homes", "printers"};
+    for (const char *special : special_names)
+        if (strcasecmp(heading, special) == 0)
             return false;
     return true;
 }

@@ -121,12 +121,14 @@ std::string samba_file(const std::function<void()> &set_up)
                : "the run failed";
 }
 
+// Samba reads a heading up to its first "]", and a special one with any blanks.
 bool samba_takes(const std::string &name)
 {
-    bool special = false;
-    for (const char *word : {"global", "homes", "printers"})
-        special = special || strcasecmp(word, name.c_str()) == 0;
-    return !special && !has_control(name) && !ends_in_backslash(name) && !has_any(name, "]");
+    const std::string heading = replaced(up_to(name, "]"), " ", "");
+    bool special = name[0] == ']';
+    for (const char *word : {"global", "globals", "homes", "printers"})
+        special = special || strcasecmp(word, heading.c_str()) == 0;
+    return !special && !has_control(name) && !ends_in_backslash(name);
 }
 
 bool ftp_takes(const std::string &name)

@@ -122,6 +122,9 @@ TEST_F(Parser, SambaSeesNoShareAndNoSettingButTheRouters)
         if (!line.empty() && line[0] == '[') {
             in_share = line != "[global]";
             shares += in_share ? 1 : 0;
+        } else if (!in_share) {
+            for (const char *of_a_share : {"path = ", "valid users", "create mask", "include"})
+                EXPECT_EQ(std::string::npos, line.find(of_a_share)) << shown(line);
         } else if (in_share && line.find(" = ") != std::string::npos) {
             const std::string key(nashost::trimmed(line.substr(0, line.find(" = "))));
             const std::string value = line.substr(line.find(" = ") + 3);

@@ -15,8 +15,14 @@ FOLDERS = {
 # The same. The daemon puts the user's name in the place of %U, so that everybody is shown a share of another name.
 PERCENT = "100%U"
 
-# Folders of nobody's own: no share can bear the second name.
-OTHER_FOLDERS = ["folder 001", "[Alt] {neu}"]
+# The daemon reads a share's name up to the bracket.
+BRACKETS = "[Alt] {neu}"
+
+# The daemon would read it as its own settings: no share can bear the name.
+SPECIAL = "glob als"
+
+# Folders of nobody's own.
+OTHER_FOLDERS = ["folder 001", BRACKETS, SPECIAL]
 
 
 @pytest.fixture(scope="module")
@@ -75,8 +81,12 @@ def test_every_folder_is_open_in_the_share_of_the_disk(router, many_folders, fol
     assert transfer(router, client_of(router, "wide"), "Many", folder, f"{folder}/")[0] == (True, True)
 
 
+def test_a_name_with_a_bracket_is_a_share_up_to_it(router, many_folders):
+    assert transfer(router, client_of(router, "wide"), "[Alt", BRACKETS)[0] == (True, True)
+
+
 def test_what_no_share_can_be_named_after_is_none(router, many_folders):
-    assert "NT_STATUS_BAD_NETWORK_NAME" in client_of(router, "wide").run("[Alt] {neu}", "ls")
+    assert "NT_STATUS_BAD_NETWORK_NAME" in client_of(router, "wide").run(SPECIAL, "ls")
 
 
 @pytest.mark.xfail(strict=True, raises=AssertionError, reason="the daemon puts the user's name in the place of %U")
