@@ -30,6 +30,7 @@ static constexpr char factory_host_name[] = NAS_FACTORY_HOST_NAME;
 static_assert(sizeof factory_host_name == 16 + 1);
 
 static constexpr int standard_port = 21;
+static constexpr int most_backslashes = 100; // names with one, in a folder
 
 int get_ftpd_config(FtpdConfig *config)
 {
@@ -313,11 +314,38 @@ static void append_folder(TextBuffer &conf, std::string_view begin, std::string_
     append(conf, {begin, name, as_view(sections.own), begin, name, as_view(sections.contents)});
 }
 
-// Two sections of one folder end the daemon. It drops a backslash, so the section would be another folder's, and "*" has
-// one already: that of all folders.
-static bool has_section_of_its_own(const char *parent, const char *name)
+// Does the daemon read both names as one? Between quotes a backslash stands for the character behind it.
+static bool reads_alike(const char *name, const char *other)
 {
-    return fits_into_file(parent, name, strcmp(name, "*") == 0 ? "*" : "\"\\");
+    for (;; name++, other++) {
+        name += *name == '\\' ? 1 : 0;
+        other += *other == '\\' ? 1 : 0;
+        if (*name != *other || *name == '\0')
+            return *name == *other;
+    }
+}
+
+// Would the entry's section be another folder's? Two sections of one folder end the daemon. "*" has one already, that of
+// all folders; "." and ".." would be the disk and all disks.
+static bool is_read_as_another(const FolderList &list, const char *name)
+{
+    if (list.with_backslash == 0 || strchr(name, '\\') == nullptr)
+        return strcmp(name, "*") == 0;
+    // To compare more, each with all, could take minutes.
+    if (list.with_backslash > most_backslashes)
+        return true;
+    for (const char *taken : {"*", ".", ".."})
+        if (reads_alike(name, taken))
+            return true;
+    for (int i = 0; i < list.count; i++)
+        if (list.entries[i]->d_name != name && reads_alike(name, list.entries[i]->d_name))
+            return true;
+    return false;
+}
+
+static bool has_section_of_its_own(const FolderList &list, const char *parent, const char *name)
+{
+    return fits_into_file(parent, name, strchr(name, '"') != nullptr || is_read_as_another(list, name));
 }
 
 static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *disk)
@@ -335,7 +363,7 @@ static void append_folders(TextBuffer &conf, const FtpUsers &users, const char *
     build_sections(common, users, disk, {"\0", 1}); // no folder and no restriction bears that name
     for (int i = 0; i < folders.count; i++) {
         const char *name = folders.entries[i]->d_name;
-        if (!has_section_of_its_own(path, name))
+        if (!has_section_of_its_own(folders, path, name))
             continue;
         if (!is_special(special, name)) {
             append_folder(conf, section_begin, name, common);
@@ -377,7 +405,7 @@ static void write_ftp_conf(const FtpdConfig &config, const FtpUsers &users)
     FolderList disks;
     list_folders(disks, disks_path);
     for (int i = 0; i < disks.count; i++)
-        if (has_section_of_its_own(disks_path, disks.entries[i]->d_name))
+        if (has_section_of_its_own(disks, disks_path, disks.entries[i]->d_name))
             append_disk(conf, users, disks.entries[i]->d_name);
     const UserList denied = ftp_user_list_for_folder(users, "", "", Rights::deny);
     if (denied.length > 0)

@@ -313,7 +313,7 @@ static void add_folder_shares(TextBuffer &conf, const ServiceUsers &users, const
         return;
     for (int i = 0; i < subfolders.count; i++) {
         const char *subfolder = subfolders.entries[i]->d_name;
-        if (!fits_into_file(disk_path, subfolder, ""))
+        if (!fits_into_file(disk_path, subfolder))
             continue;
         char name[256];
         if (may_clash && clashes(users, disk, subfolder))
@@ -349,7 +349,7 @@ static void add_shares(TextBuffer &conf, const ServiceUsers &users)
         return;
     for (int i = 0; i < disks.count; i++) {
         const char *disk = disks.entries[i]->d_name;
-        if (!fits_into_file(disks_path, disk, ""))
+        if (!fits_into_file(disks_path, disk))
             continue;
         add_share(conf, users, {disk, disk, ""});
         add_folder_shares(conf, users, disk, i > 0);

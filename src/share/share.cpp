@@ -49,12 +49,14 @@ bool list_folders(FolderList &list, const char *path)
     if (count < 0)
         return false;
     list.count = count;
+    for (int i = 0; i < count; i++)
+        list.with_backslash += strchr(list.entries[i]->d_name, '\\') != nullptr ? 1 : 0;
     return true;
 }
 
-bool fits_into_file(const char *folder, const char *name, const char *breaking)
+bool fits_into_file(const char *folder, const char *name, bool is_kept_out)
 {
-    if (!breaks_file(name) && strpbrk(name, breaking) == nullptr)
+    if (!is_kept_out && !breaks_file(name))
         return true;
     fprintf(stderr, "Left out: a name in %s would break the configuration file\n", folder);
     return false;

@@ -50,6 +50,7 @@ Restriction split_restriction(const NasUser &user);
 struct FolderList {
     dirent **entries = nullptr;
     int count = 0;
+    int with_backslash = 0; // in their name
 
     FolderList() = default;
     FolderList(const FolderList &) = delete;
@@ -60,9 +61,9 @@ struct FolderList {
 // False when the folder cannot be listed.
 bool list_folders(FolderList &list, const char *path);
 
-// Can the name of a folder's entry stand in a generated file, where also any of the characters `breaking` would break it?
-// Says on standard error when it cannot.
-bool fits_into_file(const char *folder, const char *name, const char *breaking);
+// Can the name of a folder's entry stand in a generated file? Says on standard error when it cannot, or when the file's
+// own rules keep it out.
+bool fits_into_file(const char *folder, const char *name, bool is_kept_out = false);
 
 } // namespace nas
 

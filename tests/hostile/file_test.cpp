@@ -131,9 +131,16 @@ bool samba_takes(const std::string &name)
     return !special && !has_control(name) && !ends_in_backslash(name);
 }
 
+// The FTP daemon takes a backslash for what follows it.
 bool ftp_takes(const std::string &name)
 {
-    return !has_control(name) && !ends_in_backslash(name) && !has_any(name, "\"\\") && name != "*";
+    std::string read;
+    for (size_t i = 0; i < name.size(); i++) {
+        i += name[i] == '\\' && i + 1 < name.size() ? 1 : 0;
+        read += name[i];
+    }
+    const bool another = read == "*" || read == "." || read == "..";
+    return !another && !has_control(name) && !ends_in_backslash(name) && !has_any(name, "\"");
 }
 
 void expect_name(const Generate &generate, const std::string &name, bool is_taken)

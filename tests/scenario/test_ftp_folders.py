@@ -15,8 +15,8 @@ FOLDERS = {
     "last": "folder 200",
 }
 
-# Folders of nobody's own; the daemon's file can hold no section for the first.
-OTHER_FOLDERS = ['so "named"', "folder 001"]
+# Folders of nobody's own. The daemon's file holds no section for the first two: it would read the second as the third.
+OTHER_FOLDERS = ['so "named"', "folder\\ 001", "folder 001", "back\\slash"]
 
 
 @pytest.fixture(scope="module")

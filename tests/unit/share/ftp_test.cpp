@@ -515,6 +515,23 @@ TEST_F(Ftp, NameThatDoesNotFitIsLeftOutWhole)
     EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser " + names + "\n</Limit>\n"));
 }
 
+TEST_F(Ftp, NamesWithABackslashAreWrittenWhileThereAreAHundred)
+{
+    put_user(0, "rita", "rw");
+    sandbox.put_dir("/mnt/Disk1/plain");
+    for (int i = 1; i <= 100; ++i)
+        sandbox.put_dir("/mnt/Disk1/F\\" + std::to_string(i));
+    const std::string text = generate();
+    for (int i = 1; i <= 100; ++i)
+        EXPECT_NE(text.find("<Directory \"/tmp/mnt/Disk1/F\\" + std::to_string(i) + "\">\n"), std::string::npos) << i;
+    EXPECT_EQ(host.count_lines("stderr: "), 0);
+    sandbox.put_dir("/mnt/Disk1/F\\101");
+    const std::string without = generate();
+    EXPECT_EQ(without.find('\\'), std::string::npos);
+    EXPECT_NE(without.find("<Directory \"/tmp/mnt/Disk1/plain\">\n"), std::string::npos);
+    EXPECT_EQ(host.count_lines("stderr: Left out: a name in /tmp/mnt/Disk1 would break the configuration file"), 101);
+}
+
 TEST_F(Ftp, RestrictionToASlashOpensNoFolder)
 {
     put_user(0, "rita", "rw");
