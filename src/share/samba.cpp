@@ -141,11 +141,7 @@ static void write_include_files(const ServiceUsers &users, const char *disk, con
             continue;
         char path[256];
         format_text(path, "/etc/samba/%s_%s.conf", user.id, share);
-        // Of two shares of one name, on two disks, the user sees the name when either shows up.
-        if (is_browseable(user, disk, subfolder))
-            write_file(path, "browseable=yes");
-        else if (file_exists(path) == 0)
-            write_file(path, "browseable=no");
+        write_file(path, is_browseable(user, disk, subfolder) ? "browseable=yes" : "browseable=no");
     }
 }
 

@@ -433,17 +433,30 @@ TEST_F(Samba, OnTheOnlyDiskNothingIsRenamed)
     EXPECT_EQ(share("Movies(Disk1)"), "");
 }
 
-TEST_F(Samba, NameOfSeveralSharesShowsUpWhereOneDoes)
+TEST_F(Samba, LastShareOfANameDecidesWhetherItShowsUp)
 {
     set_up_disk();
     sandbox.put_dir("/mnt/Movies/Movies");
     put_user(0, "anna", 1, "Disk1");
     put_user(1, "bert", 1, "Movies");
+    put_user(2, "carl", 1, "Movies:Movies");
     generate();
-    EXPECT_EQ(host.count_lines("write /etc/samba/anna_Movies.conf"), 1); // no, no, no
-    EXPECT_EQ(host.count_lines("write /etc/samba/bert_Movies.conf"), 2); // no, yes, no
+    EXPECT_EQ(host.count_lines("write /etc/samba/bert_Movies.conf"), 3); // no, yes, no
     EXPECT_EQ(browseable("anna", "Movies"), "browseable=no");
-    EXPECT_EQ(browseable("bert", "Movies"), "browseable=yes");
+    EXPECT_EQ(browseable("bert", "Movies"), "browseable=no");
+    EXPECT_EQ(browseable("carl", "Movies"), "browseable=yes");
+}
+
+TEST_F(Samba, IncludeFileOfAnEarlierRunIsWrittenAnew)
+{
+    set_up_disk();
+    put_user(0, "anna", 1, "Disk1:Movies");
+    put_user(1, "bert", 1, "Disk1");
+    generate();
+    EXPECT_EQ(browseable("anna", "Movies"), "browseable=yes");
+    put_user(0, "anna", 1, "Disk1");
+    generate(); // the commands of this host remove nothing
+    EXPECT_EQ(browseable("anna", "Movies"), "browseable=no");
 }
 
 TEST_F(Samba, NoticeStandsAtTheEndWithoutDisk)
