@@ -718,6 +718,4 @@ TEST_F(Registry, NamesAreReadNoFurtherThanTheirEnd)
     }
 }
 
-// ---- the records of services that this version does not run: cleared, switched off, 0
-
 } // namespace

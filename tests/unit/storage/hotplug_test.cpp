@@ -345,6 +345,9 @@ TEST_F(Hotplug, EventWithoutActionOrPathIsIgnored)
     EXPECT_EQ(event("add", nullptr), "");
     EXPECT_EQ(event("remove", nullptr), "");
     EXPECT_EQ(event(nullptr, nullptr), "");
+    EXPECT_EQ(event("", "/block/sda/sda1"), "");
+    EXPECT_EQ(event("", "/class/usb/lp0"), "");
+    EXPECT_EQ(event("remove", ""), "");
 }
 
 TEST_F(Hotplug, WordsNeedNoEnvironment)
