@@ -18,17 +18,22 @@ static void open_partition_table(LineReader &table)
     open_table(table, "/proc/partitions", 255);
 }
 
-// A drive has a letter behind its family.
-static bool is_drive(const char *name, std::string_view family)
+static bool is_of_family(const char *name, const char *family)
 {
-    return begins_with(name, family) && name[family.size()] != '\0';
+    return strncmp(name, family, 2) == 0;
+}
+
+// A drive has a letter behind its family.
+static bool is_drive(const char *name, const char *family)
+{
+    return is_of_family(name, family) && name[2] != '\0';
 }
 
 int get_block_devidx(const char *name)
 {
     if (is_drive(name, "hd") || is_drive(name, "sd"))
         return parse_int(name + 3);
-    if (begins_with(name, "sr"))
+    if (is_of_family(name, "sr"))
         return parse_int(name + 2);
     return -1;
 }
