@@ -40,9 +40,9 @@ int init_smb_users(void);
  * signal 9, clears /var/run/samba/private, /var/spool/samba and, with a disk named HDD1, /tmp/smb. When the service is on
  * loads the passwords (init_smb_users) and runs "/sbin/smbd -D" and "/sbin/nmbd -D". Waits a second before each of both
  * steps. Logs start or stop. `mode` is null for an ordinary run, "forced" to start the daemons even when the service is
- * off, "nomount" to leave them stopped. A disk or entry whose name holds a control character or ends in a backslash, and a
- * share whose name is, up to a "]", empty or "global", "globals", "homes" or "printers", in any case and with any blanks,
- * is left out, with a line on standard error. Server name and workgroup end at their first line feed and lose backslashes
+ * off, "nomount" to leave them stopped. A disk or entry whose name holds a control character or ends in a backslash
+ * (blanks behind it do not count), and a share whose name is, up to a "]", empty or "global", "globals", "homes" or
+ * "printers", in any case and with any blanks, is left out, with a line on standard error. Server name and workgroup end at their first line feed and lose backslashes
  * at their end. Returns 0; -1, and nothing is changed, when there is no record. */
 int samba_callback(const char *mode);
 

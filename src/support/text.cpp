@@ -24,17 +24,25 @@ void end_at_line_feed(char *text)
     text[strcspn(text, "\n")] = '\0';
 }
 
+// Samba's parser skips blanks behind the backslash.
+static bool joins_next_line(std::string_view text)
+{
+    while (!text.empty() && text.back() == ' ')
+        text.remove_suffix(1);
+    return !text.empty() && text.back() == '\\';
+}
+
 bool breaks_file(std::string_view text)
 {
     const auto is_control = [](unsigned char c) { return c < 0x20 || c == 0x7f; };
-    return std::any_of(text.begin(), text.end(), is_control) || (!text.empty() && text.back() == '\\');
+    return std::any_of(text.begin(), text.end(), is_control) || joins_next_line(text);
 }
 
 void keep_unbroken_line(char *text)
 {
     end_at_line_feed(text);
-    for (size_t length = strlen(text); length > 0 && text[length - 1] == '\\'; length--)
-        text[length - 1] = '\0';
+    while (joins_next_line(text))
+        text[strlen(text) - 1] = '\0';
 }
 
 int parse_int(const char *text)

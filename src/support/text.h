@@ -29,10 +29,11 @@ inline void copy_text(std::span<char> to, std::string_view from)
 void end_at_line_feed(char *text);
 
 // Would the text break a generated file? It must hold no byte below a blank and no DEL, and not end in a backslash,
-// which joins what follows.
+// which joins the next line, be there blanks behind it or not.
 bool breaks_file(std::string_view text);
 
-// Cuts off what would break a generated file: all from the first line feed on, and backslashes at the end.
+// Cuts off what would break a generated file: all from the first line feed on, and backslashes at the end
+// with the blanks behind them.
 void keep_unbroken_line(char *text);
 
 // string_view's own starts_with calls into the C++ runtime when it is not inlined.

@@ -66,9 +66,11 @@ void expect_left_out(const Generate &generate, const std::string &text)
     EXPECT_EQ(generate(nothing), generate(text));
 }
 
+// Blanks behind it do not count.
 bool ends_in_backslash(const std::string &text)
 {
-    return !text.empty() && text.back() == '\\';
+    const size_t last = text.find_last_not_of(' ');
+    return last != std::string::npos && text[last] == '\\';
 }
 
 std::string without_backslashes_at_end(std::string text)
