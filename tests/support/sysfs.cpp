@@ -32,6 +32,15 @@ std::string folder_of(const std::string &device)
     return folder + "/" + device;
 }
 
+// From a folder below /sys up to it.
+std::string way_up(const std::string &folder)
+{
+    std::string up = "../";
+    for (const char c : folder)
+        up += c == '/' ? "../" : "";
+    return up;
+}
+
 void answer_searches(RecordingHost &host, const Device &device)
 {
     for (const std::string &interface : device.interfaces) {
@@ -95,7 +104,7 @@ class Builder
     void add_device(const std::string &name)
     {
         devices_.push_back({.folder = folder_of(name)});
-        sandbox_.put_dir("/sys/" + device().folder);
+        describe(device().folder, "bus/usb", "DEVTYPE=usb_device\n");
         sandbox_.put_link("/sys/bus/usb/devices/" + name, "../../../" + device().folder);
     }
 
@@ -103,7 +112,7 @@ class Builder
     {
         const std::string folder = device().folder + "/" + name;
         device().interfaces.push_back(name);
-        sandbox_.put_dir("/sys/" + folder);
+        describe(folder, "bus/usb", "DEVTYPE=usb_interface\n");
         sandbox_.put_link("/sys/bus/usb/devices/" + name, "../../../" + folder);
         std::string interface_class;
         if (words >> interface_class)
@@ -113,12 +122,12 @@ class Builder
     void add_disk(const std::string &name, std::istringstream &words)
     {
         const std::string path = device().interfaces.back() + "/host0/target0:0:0/0:0:0:0/block/" + name;
-        add_node(name, path, "/sys/block/" + name, "../");
+        add_node(name, path, "block", "DEVTYPE=disk\n");
+        sandbox_.put_link("/sys/block/" + name, "../" + device().folder + "/" + path);
         std::string partition;
-        while (words >> partition) {
-            sandbox_.put_dir("/sys/" + device().folder + "/" + path + "/" + partition);
-            device().node_paths.push_back(path + "/" + partition);
-        }
+        while (words >> partition)
+            add_node(partition, path + "/" + partition, "block", "DEVTYPE=partition\n");
+        device().node_names.insert(name); // a partition is found by its disk's name
     }
 
     void add_printer(const std::string &type, std::istringstream &words)
@@ -126,15 +135,31 @@ class Builder
         std::string name;
         words >> name;
         const std::string path = device().interfaces.back() + "/" + type + "/" + name;
-        add_node(name, path, "/sys/class/" + type + "/" + name, "../../");
+        add_node(name, path, type, "");
+        device().node_names.insert(name);
     }
 
-    void add_node(const std::string &name, const std::string &path, const std::string &link, const std::string &up)
+    void add_node(const std::string &name, const std::string &path, const std::string &type, const std::string &facts)
     {
-        sandbox_.put_dir("/sys/" + device().folder + "/" + path);
-        sandbox_.put_link(link, up + device().folder + "/" + path);
+        const std::string folder = device().folder + "/" + path;
+        describe(folder, "class/" + type, "DEVNAME=" + name + "\n" + facts);
+        keep_link("/sys/class/" + type + "/" + name, "../../" + folder);
         device().node_paths.push_back(path);
-        device().node_names.insert(name);
+    }
+
+    // What the kernel tells of every device.
+    void describe(const std::string &folder, const std::string &subsystem, const std::string &uevent)
+    {
+        sandbox_.put_dir("/sys/" + folder);
+        sandbox_.put_file("/sys/" + folder + "/uevent", uevent);
+        keep_link("/sys/" + folder + "/subsystem", way_up(folder) + subsystem);
+    }
+
+    // A test that takes a device away, for it to come back, leaves what the library does not look at.
+    void keep_link(const std::string &path, const std::string &target)
+    {
+        if (!exists(path))
+            sandbox_.put_link(path, target);
     }
 
     Sandbox &sandbox_;

@@ -4,8 +4,10 @@
 //   speed=480                    an attribute of the device, as it stands, blanks and all
 //   interface 1-1:1.0 08         a folder in the device's and its link; the class (without: no such attribute)
 //   block sda sda1               a disk of the interface with its partitions, and the link /sys/block/sda
-//   printer usbmisc lp0          a printer node of the interface and the link /sys/class/usbmisc/lp0
+//   printer usbmisc lp0          a printer node of the interface
 //   # text
+//
+// Each device, interface and node has its files uevent and subsystem, and each node its link below /sys/class.
 #ifndef NAS_TESTS_SYSFS_H
 #define NAS_TESTS_SYSFS_H
 
@@ -18,7 +20,7 @@ namespace nas_test
 {
 
 // Makes the folders, files and links. On the host, "/usr/bin/find FOLDER | grep NAME" answers for these devices as it
-// would for the tree, where FOLDER is an interface's link and "/.."; the link by its path, with one slash or two before
+// would for the folders of the tree, where FOLDER is an interface's link and "/.."; the link by its path, with one slash or two before
 // its name, or by its name alone.
 // Devices that are plugged in later do not change what is there. A line that is not understood ends the program.
 void plug(Sandbox &sandbox, RecordingHost &host, std::string_view devices);

@@ -68,6 +68,19 @@ TEST_F(Sysfs, PrinterNodeIsLinkedWhereItIsSaidToBe)
     EXPECT_FALSE(exists("/sys/bus/usb/devices/1-3:1.0/bInterfaceClass"));
 }
 
+TEST_F(Sysfs, DevicesSayWhatTheyAre)
+{
+    plug(nas_test::usb::stick_on_hub);
+    const std::string device = "/sys/devices/pci0000:00/0000:00:12.0/usb1/1-1/1-1.4";
+    EXPECT_EQ(read_file(device + "/uevent"), "DEVTYPE=usb_device\n");
+    EXPECT_EQ(read_file(device + "/1-1.4:1.0/uevent"), "DEVTYPE=usb_interface\n");
+    EXPECT_EQ(resolved(device + "/1-1.4:1.0/subsystem"), "/sys/bus/usb");
+    EXPECT_EQ(read_file("/sys/class/block/sda/uevent"), "DEVNAME=sda\nDEVTYPE=disk\n");
+    EXPECT_EQ(read_file("/sys/class/block/sda1/uevent"), "DEVNAME=sda1\nDEVTYPE=partition\n");
+    EXPECT_EQ(resolved("/sys/class/block/sda1/subsystem"), "/sys/class/block");
+    EXPECT_EQ(resolved("/sys/class/block/sda1"), resolved("/sys/block/sda") + "/sda1");
+}
+
 TEST_F(Sysfs, SearchesAnswerAsTheTreeWould)
 {
     plug(nas_test::usb::stick_on_bus_1);
