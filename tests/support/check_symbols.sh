@@ -1,7 +1,7 @@
 #!/bin/sh
 # usage: check_symbols.sh LIBRARY VERSION_SCRIPT HEADER_FOLDER HOST_OPERATIONS [C_LIBRARY]
-# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded. C_LIBRARY is the file of a
-# C library whose symbols carry no version.
+# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded: a line of complaint for
+# each fault, and what it found on standard output. C_LIBRARY is the file of a C library whose symbols carry no version.
 set -eu
 export LC_ALL=C
 
@@ -55,25 +55,31 @@ cat "$headers"/*.h | sed -e 's|/\*.*\*/||' -e '/\/\*/,/\*\//d' -e '/^#/d' -e '/^
 same "exports" "$work/exported" "the library" "$work/listed" "$version_script"
 same "declarations" "$work/exported" "the library" "$work/declared" "$headers"
 
-# Undefined: the host's operations, libiconv's three, and the C library's (which carry a version, or are its file's). The
-# tool chain itself leaves a few weak ones.
-{
-  cat "$host_operations"
-  [ -z "$c_library" ] || $nm -D --defined-only "$c_library" | awk '{ print $3 }'
-  printf '%s\n' libiconv_open libiconv libiconv_close
-  printf '%s\n' _ITM_deregisterTMCloneTable _ITM_registerTMCloneTable __gmon_start__
-} | sort -u > "$work/allowed"
-$nm -D --undefined-only "$library" | awk '{ print $2 }' | grep -v '@GLIBC_' | sort -u > "$work/undefined" || true
-strangers=$(comm -23 "$work/undefined" "$work/allowed")
-# shellcheck disable=SC2086
-[ -z "$strangers" ] || complain "undefined, but no operation of the host:" $strangers
+# Undefined: the host's operations, all of them; libiconv's three; the C library's (which carry a version, or are its
+# file's). A few weak ones are the tool chain's own.
+sort -u "$host_operations" > "$work/operations"
+printf '%s\n' libiconv libiconv_close libiconv_open > "$work/libiconv"
+[ -z "$c_library" ] || $nm -D --defined-only "$c_library" | awk '{ print $3 }' > "$work/unversioned"
+touch "$work/unversioned"
+$nm -D --undefined-only "$library" | awk '{ print $2 }' | grep -vxE '_ITM_.*|__gmon_start__' | sort -u \
+  > "$work/undefined"
+sort -u "$work/unversioned" | comm -23 "$work/undefined" - | grep -v '@GLIBC_' > "$work/not_c"
+comm -23 "$work/not_c" "$work/libiconv" > "$work/asked_of_host"
+same "undefined symbols" "$work/asked_of_host" "the library" "$work/operations" "$host_operations"
 
-for needed in $($readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
-  case $needed in
+needed=$($readelf -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | xargs)
+for file in $needed; do
+  case $file in
     libc.so.6 | libc.so.0 | libiconv.so.2) ;;
-    *) complain "needs $needed" ;;
+    *) complain "needs $file" ;;
   esac
 done
+
+all=$(wc -l < "$work/undefined")
+not_c=$(wc -l < "$work/not_c")
+host=$(wc -l < "$work/asked_of_host")
+echo "needs $needed;" \
+  "undefined: $host operations of the host, $((not_c - host)) of libiconv, $((all - not_c)) of the C library"
 
 # Nothing of the library runs when it is loaded: one entry, the tool chain's own.
 entry=$($readelf -hW "$library" | awk '/Class:/ { print $2 == "ELF64" ? 8 : 4 }')
