@@ -8,11 +8,11 @@ from conftest import STATE, run
 
 SOURCE = pathlib.Path(__file__).with_suffix(".c")
 FOLDER = "/share/library_clock"  # in the router
+PRELOAD = f"{FOLDER}/clock.so\n"  # the router's /etc/ld.so.preload
 
 
 class LibraryClock:
-    def __init__(self, router, folder):
-        self.router = router
+    def __init__(self, folder):
         self.folder = folder
 
     def set(self, seconds):
@@ -20,21 +20,41 @@ class LibraryClock:
         (self.folder / "time").write_text(f"{seconds}\n")
 
     def sleeps(self):
-        """Every sleep of the library since the block began: (begin, end), seconds of the monotonic clock."""
+        """Every sleep of the library that has ended since the block began: (begin, end), seconds of the monotonic
+        clock."""
         file = self.folder / "sleeps"
         lines = [line.split() for line in file.read_text().splitlines()] if file.exists() else []
         return [(float(begin), float(end)) for _, begin, end in lines]
 
+    def slept(self, begin, end):
+        """For how long somebody slept between two moments; two who sleep at the same time count once."""
+        total, awake = 0.0, begin
+        for since, until in sorted(self.sleeps()):
+            since, until = max(since, awake), min(until, end)
+            if until > since:
+                total += until - since
+                awake = until
+        return total
+
 
 @contextlib.contextmanager
-def library_clock(router):
+def built_clock():
+    """For a router that is not up yet: its stage brings the file /etc/ld.so.preload."""
     folder = STATE / "share" / "library_clock"
-    folder.mkdir()
+    folder.mkdir(parents=True)
     try:
         options = ["-shared", "-fPIC", "-O1", f'-DCLOCK_FOLDER="{FOLDER}"']
         run(["cc", "-std=gnu99", *options, "-o", folder / "clock.so", SOURCE, "-ldl"])
-        router.path("/etc/ld.so.preload").write_text(f"{FOLDER}/clock.so\n")
-        yield LibraryClock(router, folder)
+        yield LibraryClock(folder)
     finally:
-        router.path("/etc/ld.so.preload").unlink(missing_ok=True)
         shutil.rmtree(folder)
+
+
+@contextlib.contextmanager
+def library_clock(router):
+    with built_clock() as clock:
+        router.path("/etc/ld.so.preload").write_text(PRELOAD)
+        try:
+            yield clock
+        finally:
+            router.path("/etc/ld.so.preload").unlink(missing_ok=True)

@@ -2,28 +2,18 @@
 
 import pytest
 
+import all_services
+from all_services import SERVICES
 from conftest import wait_until
 
-SERVICES = ["ftp", "samba", "url", "rsync", "nalvexcloud", "torrent", "media", "entware"]
 DAEMONS = ["proftpd", "smbd", "nmbd", "lighttpd", "rsync", "nalvexcloud", "transmission-daemon", "minidlna", "telnetd"]
 NEED_DISK = ["rsync", "nalvexcloud", "transmission-daemon", "minidlna", "telnetd"]
-USER = ("anna", "pass-anna", "rw", "")
-SETTINGS = {
-    "rsync": ["disk=Disk1", "folder=Backup"],
-    "nalvexcloud": ["disk=Disk1", "folder=Sync"],
-    "torrent": ["disk=Disk1", "folder=Torrents"],
-    "media": ["name=Films", "disk=Disk1", "folder=Movies"],
-    "entware": ["disk=Disk1", "folder=Packages"],
-}
 
 
 @pytest.fixture
 def image(router, make_image):
-    files = {"Movies/note.txt": b"hello", "Backup/": None, "Sync/": None}
-    yield make_image("ext4", "Disk1", files, size="192M")
-    router.all_of_nasctl(["service", "disable", service] for service in SERVICES)
-    for service in ("ftp", "samba", "rsync", "nalvexcloud", "torrent"):
-        router.remove_users(service)
+    yield make_image("ext4", "Disk1", all_services.FILES, size="192M")
+    all_services.leave(router)
 
 
 def states(router):
@@ -42,10 +32,7 @@ def open_chains(router):
 
 def test_all_services_run_together_and_the_disk_takes_them_down(router, image):
     router.plug(image, "sda")
-    for service in ("ftp", "samba", "rsync", "nalvexcloud", "torrent"):
-        router.add_users(service, [USER])
-    for service, settings in SETTINGS.items():
-        router.nasctl("service", "set", service, *settings, "--no-apply")
+    all_services.set_up(router)
     router.all_of_nasctl(["service", "enable", service] for service in SERVICES)
 
     assert list(states(router)) == SERVICES
