@@ -1,4 +1,5 @@
-"""The results as pictures (SVG, by gnuplot): how near each number is to what is promised, and how a run grows."""
+"""The results as pictures (SVG, by gnuplot): how near each number is to what is promised, what others take for the same
+work, and how a run grows."""
 
 import json
 import subprocess
@@ -43,6 +44,25 @@ plot $rows using (0):1:(0):2:($1 - 0.35):($1 + 0.35):ytic(3) with boxxyerror fs 
 """)
 
 
+def write_peers(rows, path):
+    """One bar for each comparison, on a scale of factors: to the left where the library takes fewer instructions."""
+    compared = [row for row in reversed(rows) if row.peer]
+    lines = "\n".join(f"{number} {row.measured:.4f} {quoted(row.what.replace('instructions of the same with ', ''))}"
+                      for number, row in enumerate(compared))
+    gnuplot(f"$rows << END\n{lines}\nEND\n" + HEAD.format(
+        width=900, height=70 + 24 * len(compared), output=path, grid="xtics",
+        title="Instructions, as a multiple of what others take for the same") + f"""set logscale x
+set xrange [{min(row.measured for row in compared) / 2}:{max(row.measured for row in compared) * 2}]
+set yrange [-0.7:{len(compared) - 0.3}]
+set format x "%g"
+unset key
+set arrow from 1, graph 0 to 1, graph 1 nohead back lc rgb "#888888"
+plot $rows using 2:1:(1):2:($1 - 0.35):($1 + 0.35):($2 > 1 ? 0xc0562b : 0x1b6ca8):ytic(3) \\
+         with boxxyerror fs solid noborder lc rgb variable, \\
+     $rows using ($2 > 1 ? $2 : 1):1:(sprintf("%.2g", $2)) with labels left offset 0.5,0 font ",11"
+""")
+
+
 def series(runs, value):
     return "\n".join(f"{folders} {value(int(folders), run)}" for folders, run in runs.items())
 
@@ -50,7 +70,9 @@ def series(runs, value):
 def write_growth(path, title, unit, blocks, curves):
     """`blocks` are named data, `curves` the pieces of gnuplot's plot command."""
     data = "".join(f"${name} << END\n{text}\nEND\n" for name, text in blocks.items())
-    gnuplot(data + HEAD.format(width=720, height=400, output=path, title=title, grid="ytics") + f"""set xlabel "folders on each of two disks"
+    gnuplot(data + HEAD.format(width=720, height=400, output=path, title=title,
+                                  grid="ytics") + f"""
+set xlabel "folders on each of two disks"
 set ylabel "{unit}"
 set xrange [0:1030]
 set yrange [0:]
@@ -84,5 +106,6 @@ def write_heap(results):
 
 def write_plots(rows, results):
     write_promises(rows, results / "promises.svg")
+    write_peers(rows, results / "peers.svg")
     write_store_reads(results)
     write_heap(results)

@@ -14,7 +14,7 @@ from pathlib import Path
 from table import Row, cells
 
 BEGIN, END = "<!-- results: begin -->", "<!-- results: end -->"
-PICTURES = ["promises.svg", "store-reads.svg", "heap.svg"]
+PICTURES = ["promises.svg", "peers.svg", "store-reads.svg", "heap.svg"]
 
 
 def first_line(*command):

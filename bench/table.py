@@ -14,6 +14,7 @@ class Row:
     bar: float | None
     unit: str = ""
     note: str = ""  # how the number comes about, or why there is none
+    peer: str = ""  # who does the same work, where the number is a comparison
 
     @property
     def verdict(self):
@@ -22,6 +23,12 @@ class Row:
         if self.bar is None:
             return ""
         return "ok" if self.measured <= self.bar else "MISSED"
+
+
+def against(peer, what, own, other):
+    """The instructions that the library takes, as a multiple of what `peer` takes for the same. There is no bar."""
+    note = f"{own:,} of {other:,}"
+    return Row(f"{what}: instructions of the same with {peer}", own / other, None, "x", note, peer)
 
 
 def number(value, unit):
