@@ -4,6 +4,7 @@ import json
 import os
 import re
 import subprocess
+from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
@@ -15,9 +16,9 @@ class Programs:
         self.build = Path(build)
         self.results = Path(results)
 
-    def _run(self, command):
-        # The program's own linking is no cost of the library: it is done before anything is counted.
-        done = subprocess.run(command, capture_output=True, text=True, env=os.environ | {"LD_BIND_NOW": "1"})
+    @staticmethod
+    def _run(command, **environment):
+        done = subprocess.run(command, capture_output=True, text=True, env=os.environ | environment)
         if done.returncode != 0:
             raise SystemExit(f"{' '.join(map(str, command))}\n{done.stdout}{done.stderr}status {done.returncode}")
         return json.loads(done.stdout)
@@ -29,22 +30,40 @@ class Programs:
         path.write_text(json.dumps(answer, indent=2) + "\n", encoding="utf-8")
         return answer
 
+    def _profiles(self, title, command, *options, **environment):
+        """Runs a program under callgrind; a profile for each of its processes."""
+        for old in self.results.glob(f"{title}.callgrind*"):
+            old.unlink()
+        profile = f"--callgrind-out-file={self.results.resolve()}/{title}.callgrind.%p"
+        self._run(["valgrind", "--tool=callgrind", "--quiet", "--vgdb=no", *options, profile, *command], **environment)
+        return list(self.results.glob(f"{title}.callgrind.*"))
+
     def count_instructions(self, name, *arguments):
         """The instructions of the measured section; the profile stays in the results' folder for callgrind_annotate."""
         title = "-".join([name, *arguments])
-        for old in self.results.glob(f"{title}.callgrind*"):
-            old.unlink()
-        self._run(["valgrind", "--tool=callgrind", "--quiet", "--toggle-collect=nas_bench_measured",
-                   f"--callgrind-out-file={self.results}/{title}.callgrind.%p",
-                   self.build / "bench" / name, *arguments])
+        # The program's own linking is no cost of the library: it is done before anything is counted.
+        profiles = self._profiles(title, [self.build / "bench" / name, *arguments],
+                                  "--toggle-collect=nas_bench_measured", LD_BIND_NOW="1")
         # The sandbox takes several processes, one of which measures.
-        profiles = list(self.results.glob(f"{title}.callgrind.*"))
         profiles.sort(key=total)
         if not profiles or total(profiles[-1]) == 0 or any(total(profile) for profile in profiles[:-1]):
             raise SystemExit(f"{title}: callgrind did not count in exactly one process")
         for profile in profiles[:-1]:
             profile.unlink()
         return profiles[-1].rename(self.results / f"{title}.callgrind")
+
+    def count_commands(self, name, *arguments):
+        """The instructions of the programs that a program starts, in whatever section, each from its first to its last;
+        by command line."""
+        title = "-".join([name, *arguments, "commands"])
+        own = str(self.build / "bench" / name)
+        counts = Counter()
+        for profile in self._profiles(title, [own, *arguments], "--trace-children=yes"):
+            command = re.search(r"^cmd: +(.*)$", profile.read_text(), re.MULTILINE).group(1)
+            if not command.startswith(own):
+                counts[command] += total(profile)
+            profile.unlink()
+        return counts
 
     def count_all(self, runs):
         """The profiles of several runs, as many at a time as there are processors."""
