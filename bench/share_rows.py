@@ -1,7 +1,7 @@
 """What a run of FTP and of Samba costs, with few folders and with many."""
 
 from programs import calls_between, total
-from table import Row
+from table import Row, against
 
 SERVICES = {"ftp": "FTP", "samba": "Samba"}
 FIXED_HEAP, HEAP_PER_FOLDER = 48 * 1024, 64
@@ -24,12 +24,14 @@ def own_instructions(profile):
 
 
 def instruction_rows(programs):
-    profiles = programs.count_all([("share_instructions", name) for name in ("scandir", *SERVICES)])
-    plain = total(profiles["share_instructions", "scandir"])
+    profiles = programs.count_all([("share_instructions", name) for name in ("scandir", "ctemplate", *SERVICES)])
+    plain, template = (total(profiles["share_instructions", name]) for name in ("scandir", "ctemplate"))
+    run = {service: own_instructions(profiles["share_instructions", service]) for service in SERVICES}
     for service, title in SERVICES.items():
-        own = own_instructions(profiles["share_instructions", service])
+        own = run[service]
         yield Row(f"{title} run, 2 x 1,000 folders: instructions of scandir + strcoll", own / plain,
                   INSTRUCTIONS[service], "x", f"{own:,} of {plain:,}")
+    yield against("ctemplate", "FTP run, 2 x 1,000 folders", run["ftp"], template)
 
 
 def heap_rows(programs):

@@ -3,26 +3,15 @@
 #include "nas/ftp.h"
 #include "nas/samba.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace nas_bench
 {
 namespace
 {
-
-struct User {
-    const char *name;
-    const char *ftp_permission;
-    int samba_permission;
-    const char *folder;
-};
-
-constexpr std::array users = {
-    User{"alice", "rw", 1, ""},      User{"bob", "rw", 1, "Disk1"},
-    User{"carol", "ro", 2, "Disk2"}, User{"dave", "ro", 2, "Disk2:Folder 0007"},
-    User{"eve", "no", 0, ""},
-};
 
 std::string folder_name(int number)
 {
@@ -36,14 +25,45 @@ std::string samba_key(std::size_t slot)
     return slot == 0 ? "nas_user_samba" : "nas_user_samba_" + std::to_string(slot);
 }
 
+int is_folder_of_interest(const dirent *entry)
+{
+    if (entry->d_type == DT_LNK)
+        return 0;
+    for (const char *name : {".", "..", "lost+found", "nfs"})
+        if (std::strcmp(entry->d_name, name) == 0)
+            return 0;
+    return 1;
+}
+
+int in_order(const dirent **a, const dirent **b)
+{
+    return std::strcoll((*a)->d_name, (*b)->d_name);
+}
+
 } // namespace
+
+ScannedFolder::ScannedFolder(const char *path) : count_(scandir(path, &entries_, is_folder_of_interest, in_order))
+{
+}
+
+ScannedFolder::~ScannedFolder()
+{
+    for (dirent *entry : entries())
+        std::free(entry);
+    std::free(entries_);
+}
+
+std::span<dirent *const> ScannedFolder::entries() const
+{
+    return {entries_, static_cast<std::size_t>(std::max(count_, 0))};
+}
 
 void put_users(nas_test::RecordingHost &host)
 {
     host.set_config("ftp_conf", "1,21,9000,UTF-8,0");
     host.set_config("samba_conf", "1,router,WORKGROUP,0,1,0,1");
-    for (std::size_t slot = 0; slot < users.size(); ++slot) {
-        const User &user = users[slot];
+    for (std::size_t slot = 0; slot < share_users.size(); ++slot) {
+        const ShareUser &user = share_users[slot];
         const std::string password = std::string(user.name) + "-password";
         const std::string system_key = "nas_user_system_" + std::to_string(slot);
         host.set_config(system_key, user.name + ("," + password));

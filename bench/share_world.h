@@ -6,6 +6,8 @@
 #include "support/sandbox.h"
 
 #include <array>
+#include <dirent.h>
+#include <span>
 #include <string>
 
 namespace nas_bench
@@ -16,11 +18,40 @@ inline constexpr std::array share_disks = {"/mnt/Disk1", "/mnt/Disk2"};
 // How many folders each disk has, run by run.
 inline constexpr std::array folder_counts = {10, 30, 100, 300, 1000};
 
+struct ShareUser {
+    const char *name;
+    const char *ftp_permission; // "rw", "ro", "no"
+    int samba_permission;
+    const char *folder; // that the user is restricted to: a disk, or a disk, a colon and one of its folders
+};
+
+inline constexpr std::array share_users = {
+    ShareUser{"alice", "rw", 1, ""},      ShareUser{"bob", "rw", 1, "Disk1"},
+    ShareUser{"carol", "ro", 2, "Disk2"}, ShareUser{"dave", "ro", 2, "Disk2:Folder 0007"},
+    ShareUser{"eve", "no", 0, ""},
+};
+
 // Both services on, and the five users in the store, with every kind of rights. Each folder is open to somebody.
 void put_users(nas_test::RecordingHost &host);
 
 // Lays `count` folders on each disk, in no order.
 void put_folders(nas_test::Sandbox &sandbox, int count);
+
+// What lies in a folder and is of interest to a service, in order; scandir's result.
+class ScannedFolder
+{
+  public:
+    explicit ScannedFolder(const char *path);
+    ~ScannedFolder();
+    ScannedFolder(const ScannedFolder &) = delete;
+    ScannedFolder &operator=(const ScannedFolder &) = delete;
+
+    std::span<dirent *const> entries() const;
+
+  private:
+    dirent **entries_ = nullptr;
+    int count_ = 0;
+};
 
 struct ShareService {
     const char *name; // "ftp", "samba"

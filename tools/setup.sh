@@ -13,8 +13,8 @@ packages() {
             echo gcc libc6-dev util-linux mount iproute2 procps psmisc e2fsprogs iptables kmod \
                 python3 python3-cryptography python3-pytest python3-pytest-xdist ;;
         lint) echo clang-format clang-tidy clang shellcheck ;;
-        bench) # the last two are what the library is compared with
-            echo valgrind binutils python3 gnuplot-nox libmount-dev libudev-dev ;;
+        bench) # the last three are what the library is compared with
+            echo valgrind binutils python3 gnuplot-nox libmount-dev libudev-dev libctemplate-dev ;;
         package) echo debhelper lintian fakeroot dpkg-dev ;;
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         target) echo g++-mips-linux-gnu qemu-user-static googletest uclibc-source gcc-12-source xz-utils python3 ;;
