@@ -1,8 +1,9 @@
-"""What the library's file holds: its size, its variables, and what runs when it is loaded."""
+"""What the library's file holds: its size, its variables, what runs when it is loaded, and what it asks of others."""
 
+import os
 import re
-import shutil
 import subprocess
+import sys
 from pathlib import Path
 
 from table import Row
@@ -53,14 +54,30 @@ def rows_for(title, tools, library, stripped, code_bar):
     ]
 
 
+def symbol_row(title, tools, library):
+    """The check of the tests: a line of complaint for each fault."""
+    command = ["sh", "tests/support/check_symbols.sh", library, "nas.map", "include/nas",
+               "tests/support/host_operations.txt"]
+    done = subprocess.run(command, capture_output=True, text=True,
+                          env=os.environ | {"NM": f"{tools}nm", "READELF": f"{tools}readelf"})
+    complaints = done.stderr.splitlines()
+    if (done.returncode != 0) != bool(complaints):
+        raise SystemExit(f"{' '.join(map(str, command))}: status {done.returncode}\n{done.stderr}")
+    print(done.stderr, end="", file=sys.stderr)
+    return Row(f"faults in what it exports, leaves undefined and needs, {title}", len(complaints), 0, "",
+               done.stdout.strip())
+
+
 def mips_rows(results):
     title = "mips32r2 -Os"
-    if not shutil.which(f"{MIPS_TOOLS}gcc") or not (MIPS_BUILD / "CMakeCache.txt").exists():
-        return [Row(f"stripped library, {title}", None, CODE_BAR, "bytes", "no cross compiler, or no build/mips")]
+    output("cmake", "--preset", "mips")
     output("cmake", "--build", MIPS_BUILD, "--target", "nas")
-    return rows_for(title, MIPS_TOOLS, MIPS_BUILD / "src/libnas.so", results / "libnas-mips.so", CODE_BAR)
+    library = MIPS_BUILD / "src/libnas.so"
+    return [*rows_for(title, MIPS_TOOLS, library, results / "libnas-mips.so", CODE_BAR),
+            symbol_row(title, MIPS_TOOLS, library)]
 
 
 def rows(programs):
-    own = rows_for("this machine", "", programs.build / "src/libnas.so", programs.results / "libnas.so", None)
+    title, library = "this machine", programs.build / "src/libnas.so"
+    own = [*rows_for(title, "", library, programs.results / "libnas.so", None), symbol_row(title, "", library)]
     return own + mips_rows(programs.results)
