@@ -6,13 +6,14 @@ from pathlib import Path
 
 import binary_rows
 import mount_rows
+import router_rows
 import share_rows
 import usb_rows
 from programs import Programs
 from plots import write_plots
 from table import print_table, write_csv, write_json
 
-TOPICS = [mount_rows, usb_rows, share_rows, binary_rows]
+TOPICS = [mount_rows, usb_rows, share_rows, binary_rows, router_rows]
 
 
 def main(build, results):

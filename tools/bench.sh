@@ -1,6 +1,7 @@
 #!/bin/sh
-# Measures what the library promises, prints the table and fails when a promise is not kept.
-# All numbers: build/bench/results.json.
+# Measures what the library promises, and what others take for the same; prints the table and fails when a promise is
+# not kept. STAGE is the tree of programs for the virtual router; without it that is not measured. All numbers:
+# build/bench/results.json.
 set -eu
 cd "$(dirname "$0")/.."
 
