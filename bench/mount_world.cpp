@@ -55,6 +55,7 @@ void put_mount_world(nas_test::Sandbox &sandbox, const MountWorld &world)
     sandbox.set_mounts(world.text);
     for (const std::string &mount_point : world.mount_points)
         sandbox.put_dir(mount_point);
+    sandbox.put_file(world.mount_points.front() + "/file", std::string(100'000, 'x')); // some space is used
 }
 
 } // namespace nas_bench
