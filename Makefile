@@ -14,6 +14,8 @@
 #   make target  the same with the device's C library, uClibc-ng, and GNU libiconv (the first time builds the tool chain)
 #   make fuzz    hostile input for every parser, SECONDS each (600)
 #   make torture fail every call that the library makes, one by one, in every golden case
+#   make mutate  change the library's code, one place at a time, and see whether the tests notice (hours; every EVERY-th
+#                place of FILES: EVERY=5 FILES='src/share/*.cpp')
 #   make clean   remove everything that was built (PRESET=asan make test: with sanitizers)
 
 PRESET ?= debug
@@ -23,8 +25,8 @@ STAGE  := build/stage/$(PRESET)
 # The newest packages of the virtual router; looked up when a target needs them, since another one unpacks them.
 WITH_PACKAGES = NAS_ROUTER_PACKAGES=$$(realpath "$$(ls -d -t build/router/packages-* | head -n 1)")
 
-.PHONY: run stop test unit library parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture clean \
-        build stage setup setup-router
+.PHONY: run stop test unit library parsers scenario kill-test hostile-test lint bench deb mips target fuzz torture mutate \
+        clean build stage setup setup-router
 
 run: stage setup-router
 	tools/demo.sh $(STAGE)
@@ -87,6 +89,10 @@ fuzz: setup
 EVERY ?= 1
 torture: setup
 	tools/torture.sh $(EVERY)
+
+mutate: setup
+	tools/setup.sh mutate
+	tools/mutate.sh $(EVERY) $(FILES)
 
 setup:
 	tools/setup.sh build

@@ -19,6 +19,7 @@ packages() {
         cross) echo g++-mips-linux-gnu qemu-user-static googletest ;;
         target) echo g++-mips-linux-gnu qemu-user-static googletest uclibc-source gcc-12-source xz-utils python3 ;;
         fuzz) echo clang libclang-rt-dev llvm ;;
+        mutate) echo python3-clang-14 libclang-common-14-dev ;;
         *) echo "tools/setup.sh: no such group: $1" >&2; exit 2 ;;
     esac
 }
