@@ -21,6 +21,8 @@ VR = ROOT / "router" / "vr"
 WORLD = os.environ.get("VR_STATE", f"{ROOT}/build/router/scenario")
 STATE = pathlib.Path(f"{WORLD}-{os.environ.get('PYTEST_XDIST_WORKER', 'only')}")
 
+PATIENCE = 120  # seconds, for what has to happen: it is waited for no longer than it takes
+
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -28,7 +30,7 @@ class CommandFailed(AssertionError):
     pass
 
 
-def run(arguments, *, check=True, timeout=120, **options):
+def run(arguments, *, check=True, timeout=5 * PATIENCE, **options):
     """Runs a command; with `check` a failure shows what it printed.
 
     The output goes into files: a daemon that the command leaves behind would keep a pipe open for ever.
@@ -52,15 +54,15 @@ def enter_network(namespace):
         raise OSError(ctypes.get_errno(), "setns")
 
 
-def wait_until(condition, seconds, what):
-    """Polls `condition` until it holds; its last value is returned."""
-    end = time.monotonic() + seconds
+def wait_until(condition, what):
+    """Polls `condition` until it holds; its last value is returned. On a busy machine everything takes its time."""
+    end = time.monotonic() + PATIENCE
     while True:
         value = condition()
         if value:
             return value
         if time.monotonic() > end:
-            raise AssertionError(f"not within {seconds} s: {what}")
+            raise AssertionError(f"not within {PATIENCE} s: {what}")
         time.sleep(0.1)
 
 
@@ -105,7 +107,7 @@ class Router:
         victims = {name: self.processes(name) for name in names}
         assert all(victims.values()), f"they do not all run: {victims}"
         self.execute("killall", "-9", *names, check=False)  # a child may have ended with its parent
-        wait_until(lambda: not any(victims[name] & self.processes(name) for name in names), 5, "the daemons are gone")
+        wait_until(lambda: not any(victims[name] & self.processes(name) for name in names), "the daemons are gone")
 
     def path(self, path):
         """A file of the router, reached from outside; no link with an absolute target may be on the way."""
@@ -161,7 +163,7 @@ class Router:
     def events(self):
         return self.nasctl_json("events")
 
-    def list_media(self, *options, timeout=20, check=True):
+    def list_media(self, *options, timeout=PATIENCE, check=True):
         lister = ROOT / "router" / "dlna-list"
         return self.vr("net", "lan", "/usr/bin/python3", lister, "--timeout", timeout, *options, check=check)
 

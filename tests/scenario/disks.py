@@ -16,7 +16,7 @@ def settle(router):
     """Until serviced has done what it was asked for, twice in a row: one request may be followed by another."""
     for _ in range(2):
         time.sleep(0.2)
-        wait_until(lambda: is_settled(router), 60, "serviced has nothing left to do")
+        wait_until(lambda: is_settled(router), "serviced has nothing left to do")
 
 
 def mounts(router):

@@ -3,15 +3,15 @@
 import ftplib
 import io
 
-from conftest import wait_until
+from conftest import PATIENCE, wait_until
 
 ADDRESS = "192.168.1.1"
 
 
 def connect(router, name, password, network="lan", address=ADDRESS, encoding="utf-8"):
     with router.network(network):
-        client = ftplib.FTP(timeout=20, encoding=encoding)
-        wait_until(lambda: connects(client, address), 10, "the FTP port is open")
+        client = ftplib.FTP(timeout=PATIENCE, encoding=encoding)
+        wait_until(lambda: connects(client, address), "the FTP port is open")
     try:
         client.login(name, password)
     except ftplib.Error:

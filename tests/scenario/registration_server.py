@@ -4,7 +4,7 @@ import contextlib
 import json
 import subprocess
 
-from conftest import ROOT, wait_until
+from conftest import PATIENCE, ROOT, wait_until
 
 SERVER = ROOT / "router" / "registration-server"
 
@@ -18,9 +18,7 @@ class RegistrationServer:
         return [json.loads(line) for line in whole_lines.splitlines()]
 
     def wait_for(self, count):
-        return wait_until(
-            lambda: len(requests := self.requests()) >= count and requests, 10, f"{count} requests have come"
-        )
+        return wait_until(lambda: len(found := self.requests()) >= count and found, f"{count} requests have come")
 
 
 @contextlib.contextmanager
@@ -29,8 +27,8 @@ def registration_server(router, folder, *options):
     with output.open("w") as out, messages.open("w") as err, router.network("inet"):
         server = subprocess.Popen([SERVER, *options], stdin=subprocess.DEVNULL, stdout=out, stderr=err)
     try:
-        wait_until(lambda: "listening" in messages.read_text(), 10, "the registration server listens")
+        wait_until(lambda: "listening" in messages.read_text(), "the registration server listens")
         yield RegistrationServer(output)
     finally:
         server.terminate()
-        server.wait(10)
+        server.wait(PATIENCE)

@@ -3,13 +3,15 @@
 import socket
 import time
 
+from conftest import PATIENCE
+
 IAC, DONT, DO, WONT, WILL, SB, SE = 255, 254, 253, 252, 251, 250, 240
 
 
 class Telnet:
     def __init__(self, router, network, address):
         with router.network(network):
-            self.socket = socket.create_connection((address, 23), timeout=10)
+            self.socket = socket.create_connection((address, 23), timeout=PATIENCE)
         self.shown = b""
 
     def __enter__(self):
@@ -18,9 +20,9 @@ class Telnet:
     def __exit__(self, *_):
         self.socket.close()
 
-    def wait_for(self, text, seconds=10):
+    def wait_for(self, text):
         """Reads until the text is shown; what was shown before it is forgotten."""
-        end = time.monotonic() + seconds
+        end = time.monotonic() + PATIENCE
         while text not in self.shown:
             if time.monotonic() > end:
                 raise AssertionError(f"{text} is not shown, but {self.shown}")

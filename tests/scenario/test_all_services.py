@@ -36,7 +36,7 @@ def test_all_services_run_together_and_the_disk_takes_them_down(router, image):
     router.all_of_nasctl(["service", "enable", service] for service in SERVICES)
 
     assert list(states(router)) == SERVICES
-    wait_until(lambda: all_run(router), 30, "every service runs")
+    wait_until(lambda: all_run(router), "every service runs")
     assert {daemon for daemon in DAEMONS if not router.runs(daemon)} == set()
 
     assert {"router_rsync", "router_nalvexcloud", "router_torrent"} < open_chains(router)
@@ -48,10 +48,10 @@ def test_all_services_run_together_and_the_disk_takes_them_down(router, image):
     assert router.execute("ls", "/tmp/mnt").stdout == ""
     assert router.execute("test", "-e", "/tmp/cur", check=False).returncode == 1
     assert "--dport 23 " not in router.execute("iptables", "-S", "INPUT").stdout
-    wait_until(lambda: open_chains(router) <= {"router_kelsto", "router_url"}, 30, "their ports are closed")
-    wait_until(lambda: states(router)["samba"]["running"] >= 2, 30, "what needs no disk runs again")
+    wait_until(lambda: open_chains(router) <= {"router_kelsto", "router_url"}, "their ports are closed")
+    wait_until(lambda: states(router)["samba"]["running"] >= 2, "what needs no disk runs again")
     assert {daemon for daemon in NEED_DISK if router.runs(daemon)} == set()
 
     router.plug(image, "sda")
-    wait_until(lambda: all_run(router), 60, "every service runs again")
+    wait_until(lambda: all_run(router), "every service runs again")
     router.unplug("sda")

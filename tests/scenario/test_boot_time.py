@@ -52,7 +52,7 @@ def test_from_up_to_every_service(router, image, stage, rebooted, record_propert
         # They are started in this order: behind the last one no other is started any more.
         for name in reversed(all_services.SERVICES):
             answers = all_services.ANSWERS[name]
-            wait_until(lambda answers=answers: answers(router), 90, f"{name} answers")
+            wait_until(lambda answers=answers: answers(router), f"{name} answers")
         end = time.monotonic()
         settle(router)
         slept = clock.slept(begin, end)

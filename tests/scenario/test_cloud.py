@@ -9,7 +9,7 @@ import shutil
 
 import pytest
 
-from conftest import STATE, CommandFailed, image_maker, plugger, wait_until
+from conftest import PATIENCE, STATE, CommandFailed, image_maker, plugger, wait_until
 from ftp_client import file_on_disk
 from registration_server import registration_server
 
@@ -89,12 +89,12 @@ def share():
     shutil.rmtree(folder)
 
 
-def rsync(router, cloud, *arguments, password=PASSWORD, network="lan", check=True):
-    """In the arguments MODULE stands for the module's URL."""
+def rsync(router, cloud, *arguments, password=PASSWORD, network="lan", check=True, patience=PATIENCE):
+    """In the arguments MODULE stands for the module's URL; `patience`: for the connection, in seconds."""
     address = ADDRESS if network == "lan" else GATEWAY
     module = f"rsync://anna@{address}:{cloud.port}/{FOLDER}"
     words = [argument.replace("MODULE", module) for argument in arguments]
-    program = ["env", f"RSYNC_PASSWORD={password}", "rsync", "--timeout=10", "--contimeout=5"]
+    program = ["env", f"RSYNC_PASSWORD={password}", "rsync", f"--timeout={PATIENCE}", f"--contimeout={patience}"]
     return router.client(network, *program, *words, check=check)
 
 
@@ -189,7 +189,7 @@ def test_a_changed_password_counts_at_once(router, running, cloud):
 
 def reaches(router, cloud):
     try:
-        rsync(router, cloud, "MODULE/", network="inet")
+        rsync(router, cloud, "MODULE/", network="inet", patience=5)  # the gateway drops what it does not map
     except CommandFailed:
         return False
     return True
@@ -202,7 +202,7 @@ def ports_mapped(router):
 @both
 def test_it_is_reached_from_the_internet(router, running, cloud, share):
     make_tree(share / "tree")
-    wait_until(lambda: reaches(router, cloud), 20, "the port is open to the internet")
+    wait_until(lambda: reaches(router, cloud), "the port is open to the internet")
 
     rsync(router, cloud, "-a", "--delete", "/share/rsync/tree/", "MODULE/", network="inet")
     rsync(router, cloud, "-a", "MODULE/", "/share/rsync/back/", network="inet")
@@ -216,7 +216,7 @@ def test_it_is_reached_from_the_internet(router, running, cloud, share):
 @both
 def test_switched_off_it_is_gone_and_the_user_is_told(router, world, cloud):
     switch_on(router, cloud)
-    wait_until(lambda: reaches(router, cloud), 20, "the port is open to the internet")
+    wait_until(lambda: reaches(router, cloud), "the port is open to the internet")
     started = router.events()[-1]
 
     router.switch_off(cloud.service)
@@ -228,7 +228,7 @@ def test_switched_off_it_is_gone_and_the_user_is_told(router, world, cloud):
     assert router.execute("iptables", "-t", "nat", "-S", f"router_{cloud.service}").stdout == (
         f"-N router_{cloud.service}\n"
     )
-    wait_until(lambda: cloud.port not in ports_mapped(router), 15, "the gateway maps it no more")
+    wait_until(lambda: cloud.port not in ports_mapped(router), "the gateway maps it no more")
     assert not reaches(router, cloud)
 
 
@@ -244,7 +244,7 @@ def test_both_run_side_by_side(router, world):
 @both
 def test_a_daemon_that_dies_comes_back(router, running, cloud):
     router.kill(cloud.service)
-    wait_until(lambda: router.runs(cloud.service), 30, "it runs again")
+    wait_until(lambda: router.runs(cloud.service), "it runs again")
 
 
 @both
@@ -299,7 +299,7 @@ def test_the_server_learns_what_the_router_says(router, world, account, cloud, t
     assert request["fields"]["account"] == "home:the credential"
     assert request["host"] == f"{cloud.server}:33798"
     assert request["path"] == f"/{cloud.word}/server_register3.php"
-    wait_until(lambda: router.read(cloud.response) == "registered\n", 5, "the answer is left for the web interface")
+    wait_until(lambda: router.read(cloud.response) == "registered\n", "the answer is left for the web interface")
 
 
 @both
@@ -325,6 +325,6 @@ def test_without_an_account_nobody_is_told(router, running, cloud, tmp_path):
 def test_a_server_with_another_key_learns_nothing(router, running, account, cloud, tmp_path):
     with registration_server(router, tmp_path, "--key", "another") as server:
         router.nasctl("service", "start", cloud.service)
-        wait_until(lambda: "registration-server: /" in (tmp_path / "messages").read_text(), 10, "a request has come")
+        wait_until(lambda: "registration-server: /" in (tmp_path / "messages").read_text(), "a request has come")
         assert server.requests() == []
     rsync(router, cloud, "MODULE/")

@@ -102,7 +102,7 @@ def test_a_disk_that_comes_back_brings_it_along(router, make_image):
     try:
         router.unplug("sda")
         router.plug(image, "sda")  # nobody has to ask for the installation
-        wait_until(lambda: state(router) == "installed" and router.runs("telnetd"), 60, "it is installed")
+        wait_until(lambda: state(router) == "installed" and router.runs("telnetd"), "it is installed")
 
         router.unplug("sda")
         assert not router.runs("telnetd")

@@ -34,7 +34,7 @@ BOTH_PORTS = {21: "ns_kelsto_ftp_21", 9000: "ns_http_9000"}
 def running(router, exposed):
     if len(rules(router)) != 2 or mappings(router) != BOTH_PORTS:
         switch_on(router)
-    wait_until(lambda: mappings(router) == BOTH_PORTS, 15, "the gateway maps both ports")
+    wait_until(lambda: mappings(router) == BOTH_PORTS, "the gateway maps both ports")
 
 
 def switch_on(router, port=21, web_port=9000):
@@ -72,7 +72,7 @@ def is_connected(client):
 
 
 def test_both_ports_are_open_to_the_internet(router, running):
-    wait_until(lambda: open_ports(router) == {21, 9000}, 5, "both ports are open")
+    wait_until(lambda: open_ports(router) == {21, 9000}, "both ports are open")
     assert fetch(router, "/kelsto.html", network="inet", address=GATEWAY, port=9000) == (200, b"nalVEX_NAS-334456")
 
 
@@ -93,17 +93,17 @@ def test_files_are_fetched_and_put_from_the_internet(router, running):
 def test_port_0_opens_nothing(router, exposed, port, web_port, mapped):
     switch_on(router, port=port, web_port=web_port)
 
-    wait_until(lambda: mappings(router) == {mapped: BOTH_PORTS[mapped]}, 15, "the gateway maps the one port alone")
+    wait_until(lambda: mappings(router) == {mapped: BOTH_PORTS[mapped]}, "the gateway maps the one port alone")
     assert [rule for rule in rules(router) if f"--dport {mapped} " in rule] == rules(router) != []
-    wait_until(lambda: open_ports(router) == {mapped}, 5, "the one port is open, the other is not")
+    wait_until(lambda: open_ports(router) == {mapped}, "the one port is open, the other is not")
 
 
 def test_another_port_takes_the_place_of_the_first(router, running):
     switch_on(router, port=2121)
 
     other_ports = {2121: "ns_kelsto_ftp_2121", 9000: "ns_http_9000"}
-    wait_until(lambda: mappings(router) == other_ports, 15, "the gateway maps the other port, the first no more")
-    wait_until(lambda: open_ports(router) == {2121, 9000}, 5, "the other port is open, and the first is not")
+    wait_until(lambda: mappings(router) == other_ports, "the gateway maps the other port, the first no more")
+    wait_until(lambda: open_ports(router) == {2121, 9000}, "the other port is open, and the first is not")
 
 
 def test_without_an_address_in_the_internet_the_chain_is_empty(router, running):
@@ -120,14 +120,14 @@ def test_without_an_address_in_the_internet_the_chain_is_empty(router, running):
 
     switch_on(router)
     assert len(rules(router)) == 2
-    wait_until(lambda: open_ports(router) == {21, 9000}, 15, "both ports are open again")
+    wait_until(lambda: open_ports(router) == {21, 9000}, "both ports are open again")
 
 
 def test_switched_off_both_ports_are_closed(router, running):
-    wait_until(lambda: open_ports(router) == {21, 9000}, 5, "both ports are open")
+    wait_until(lambda: open_ports(router) == {21, 9000}, "both ports are open")
 
     router.switch_off("ftp")
 
-    wait_until(lambda: mappings(router) == {}, 15, "the gateway maps nothing")
+    wait_until(lambda: mappings(router) == {}, "the gateway maps nothing")
     assert rules(router) == []
     assert open_ports(router) == set()

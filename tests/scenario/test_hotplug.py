@@ -28,7 +28,7 @@ def services(router):
     for key in ("ftp_conf", "samba_conf", "media_conf"):
         router.nasctl("config", "set", key, "0" + records[key][1:])
     run_all_services(router)  # which stops these three
-    wait_until(lambda: not any(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), 30, "no daemon runs")
+    wait_until(lambda: not any(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), "no daemon runs")
 
 
 def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_image):
@@ -37,7 +37,7 @@ def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_i
     forget_events(router)
     begin = time.monotonic()
     assert router.plug(image, "sda") == ["sda", "/tmp/mnt/Disk1"]
-    wait_until(lambda: all(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), 15, "every daemon runs")
+    wait_until(lambda: all(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), "every daemon runs")
     print(f"from the plug to the last daemon: {time.monotonic() - begin:.1f} s")
     settle(router)
     assert serviced(router) != first and len(serviced(router)) == 1
@@ -61,12 +61,12 @@ def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_i
 def test_a_volume_whose_driver_is_killed_comes_back(router, services, make_image, plugged, filesystem):
     driver = {"exfat": "mount.exfat-fuse", "ntfs": "ntfs-3g"}[filesystem]
     plugged(make_image(filesystem, "Disk1", {"Movies/note.txt": b"hello"}), "sda")
-    wait_until(lambda: router.runs("minidlna"), 15, "the media server runs and keeps the volume busy")
+    wait_until(lambda: router.runs("minidlna"), "the media server runs and keeps the volume busy")
     settle(router)
     router.execute("killall", "-9", driver)
     note = "/tmp/mnt/Disk1/Movies/note.txt"
     assert router.execute("cat", note, check=False).returncode != 0
-    wait_until(lambda: router.execute("cat", note, check=False).stdout == "hello", 30, "the volume is there again")
+    wait_until(lambda: router.execute("cat", note, check=False).stdout == "hello", "the volume is there again")
     settle(router)
     assert router.runs("minidlna")
 
@@ -74,7 +74,7 @@ def test_a_volume_whose_driver_is_killed_comes_back(router, services, make_image
 def test_a_service_that_dies_is_started_again(router, services):
     router.execute("sh", "-c", "killall smbd; killall -9 smbd", check=False)
     assert not router.runs("smbd")
-    wait_until(lambda: router.runs("smbd"), 20, "smbd runs again")
+    wait_until(lambda: router.runs("smbd"), "smbd runs again")
 
 
 def test_a_service_is_looked_after_when_its_nasctl_was_killed(router, services):
@@ -85,17 +85,17 @@ def test_a_service_is_looked_after_when_its_nasctl_was_killed(router, services):
         kill -9 $!
     """
     router.execute("sh", "-c", starts_samba)
-    wait_until(lambda: '"nasctl: samba" was not finished' in router.read(LOG), 30, "a worker has noticed it")
+    wait_until(lambda: '"nasctl: samba" was not finished' in router.read(LOG), "a worker has noticed it")
     settle(router)
     router.execute("sh", "-c", "killall smbd; killall -9 smbd", check=False)
-    wait_until(lambda: router.runs("smbd"), 20, "smbd runs again: it counts no longer as being started")
+    wait_until(lambda: router.runs("smbd"), "smbd runs again: it counts no longer as being started")
 
 
 def test_serviced_that_is_killed_comes_back(router):
     settle(router)
     old = serviced(router)
     router.execute("killall", "-9", "serviced")
-    wait_until(lambda: serviced(router) and serviced(router) != old, 5, "init has started another")
+    wait_until(lambda: serviced(router) and serviced(router) != old, "init has started another")
     settle(router)
     assert len(serviced(router)) == 1
 
@@ -109,7 +109,7 @@ def test_a_disk_in_use_is_let_go(router, make_image):
     assert "/tmp/mnt/Disk1 is in use by sleep (" in router.read(LOG)
     assert not is_let_go(router, "sda")
     router.execute("killall", "sleep")
-    wait_until(lambda: is_let_go(router, "sda"), 5, "the disk is let go")
+    wait_until(lambda: is_let_go(router, "sda"), "the disk is let go")
 
 
 def is_let_go(router, disk):
@@ -164,12 +164,12 @@ def test_a_removal_whose_handler_is_killed_is_done_by_another(router, make_image
     router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M"), "sda")
     settle(router)
     router.execute("sh", "-c", "flock /var/run/nas/worker.lock sleep 4 >/dev/null 2>&1 </dev/null &")
-    wait_until(lambda: router.runs("sleep"), 2, "the lock is held")
+    wait_until(lambda: router.runs("sleep"), "the lock is held")
     router.execute("sh", "-c", "(usbport unplug sda; echo $?) >/tmp/unplug 2>&1 </dev/null &")
-    wait_until(lambda: "1 remove /" in router.read("/var/run/nas/events"), 3, "the handler waits for the lock")
+    wait_until(lambda: "1 remove /" in router.read("/var/run/nas/events"), "the handler waits for the lock")
     router.execute("killall", "-9", "hotplug")
-    wait_until(lambda: "sda1 was not finished: its handler ended early; once more" in router.read(LOG), 20, "the next")
-    wait_until(lambda: router.read("/tmp/unplug") == "0\n", 30, "the disk is pulled out")
+    wait_until(lambda: "sda1 was not finished: its handler ended early; once more" in router.read(LOG), "the next")
+    wait_until(lambda: router.read("/tmp/unplug") == "0\n", "the disk is pulled out")
     assert mounts(router) == {} and folders(router) == []
 
 
@@ -177,12 +177,12 @@ def test_a_removal_that_nobody_handles_is_a_failure(router, make_image):
     router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M"), "sda")
     settle(router)
     router.execute("sh", "-c", "flock /var/run/nas/events.drain sleep 600 >/dev/null 2>&1 </dev/null &")
-    wait_until(lambda: router.runs("sleep"), 2, "nobody can handle an event")
+    wait_until(lambda: router.runs("sleep"), "nobody can handle an event")
     failed = router.vr("unplug", "sda", "--wait", 1, check=False)
     assert failed.returncode == 1 and "the events of sda are not handled" in failed.stderr
     assert mounts(router) == {"/dev/sda1": "/tmp/mnt/Disk1"}
     router.execute("killall", "sleep")
-    wait_until(lambda: mounts(router) == {}, 30, "serviced has the events handled")
+    wait_until(lambda: mounts(router) == {}, "serviced has the events handled")
     settle(router)
     assert folders(router) == []
 
@@ -221,7 +221,7 @@ def test_handlers_that_race_keep_the_kernels_order(router):
 def test_nasctl_waits_until_nobody_else_runs_a_callback(router):
     settle(router)
     router.execute("sh", "-c", "flock /var/run/nas/worker.lock sleep 3 >/dev/null 2>&1 </dev/null &")
-    wait_until(lambda: router.runs("sleep"), 2, "the lock is held")
+    wait_until(lambda: router.runs("sleep"), "the lock is held")
     begin = time.monotonic()
     router.nasctl("service", "disable", "media")
     assert time.monotonic() - begin > 1.5

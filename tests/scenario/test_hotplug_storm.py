@@ -116,7 +116,7 @@ def serve_all(router, ftp):
     for disk in DISKS:
         router.plug(STATE / "share" / "storm" / f"{disk}.img", disk)
     settle(router)
-    wait_until(lambda: router.runs("proftpd"), 20, "the FTP server runs")
+    wait_until(lambda: router.runs("proftpd"), "the FTP server runs")
     client = ftp_client.Client(router, "anna", "pass-anna")
     notes = {disk: client.get(f"/Disk_{disk}/note.txt").decode() for disk in DISKS}
     for disk in DISKS:

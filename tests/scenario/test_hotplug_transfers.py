@@ -10,7 +10,7 @@ import pytest
 
 import ftp_client
 import samba_client
-from conftest import STATE, VR, wait_until
+from conftest import PATIENCE, STATE, VR, wait_until
 from disks import event_ids, folders, forget_events, mounts, run_all_services, settle, switch_records
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
@@ -51,9 +51,9 @@ def content_by_samba(router, share, name):
 def wait_until_served(router, disk, name, content):
     """By both services, for both are started anew whenever a disk comes or goes."""
     settle(router)
-    wait_until(lambda: router.runs("proftpd") and router.runs("smbd"), 20, "both daemons run")
+    wait_until(lambda: router.runs("proftpd") and router.runs("smbd"), "both daemons run")
     assert ftp(router).get(f"/{disk}/{name}") == content
-    wait_until(lambda: content_by_samba(router, disk, name) == content, 10, "Samba has the file")
+    wait_until(lambda: content_by_samba(router, disk, name) == content, "Samba has the file")
 
 
 class Download(threading.Thread):
@@ -111,7 +111,7 @@ def test_transfers_end_when_the_disk_is_pulled_out(router, services, make_image)
     transfers = [ftp_download(router), samba_download(router)]
     for transfer in transfers:
         transfer.start()
-    wait_until(lambda: all(transfer.size > 1 << 18 for transfer in transfers), 20, "both transfers run")
+    wait_until(lambda: all(transfer.size > 1 << 18 for transfer in transfers), "both transfers run")
     forget_events(router)
 
     begin = time.monotonic()
@@ -124,7 +124,7 @@ def test_transfers_end_when_the_disk_is_pulled_out(router, services, make_image)
     assert pulled < 30
     for transfer in transfers:
         transfer.hurries.set()
-        transfer.join(20)
+        transfer.join(PATIENCE)
         assert not transfer.is_alive()
         assert transfer.problem is not None and transfer.size < len(FILM)
 

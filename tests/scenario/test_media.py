@@ -29,7 +29,7 @@ def test_a_film_is_listed_and_fetched_from_the_lan(router, make_image, plugged, 
     plugged(make_image(filesystem, "Disk1", {"Movies/Holiday.mp4": FILM}), "sda")
     switch_on(router, "Living room", "Movies")
 
-    wait_until(lambda: TITLE in titles(router), 20, "the film is listed")
+    wait_until(lambda: TITLE in titles(router), "the film is listed")
     fetched = tmp_path / "fetched.mp4"
     router.list_media("--fetch", TITLE, fetched)
     assert fetched.read_bytes() == FILM
@@ -39,7 +39,7 @@ def test_names_with_blanks_and_other_alphabets_work(router, make_image, plugged,
     plugged(make_image("ext4", "Disk1", {"Größe 영화/Über 한글.mp4": UNTITLED_FILM}), "sda")
     switch_on(router, "Küche 부엌", "Größe 영화")
 
-    wait_until(lambda: "Über 한글" in titles(router), 20, "the film is listed")
+    wait_until(lambda: "Über 한글" in titles(router), "the film is listed")
     assert "friendly_name=Küche 부엌\n" in router.read("/etc/minidlna.conf")
 
 

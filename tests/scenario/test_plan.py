@@ -38,7 +38,7 @@ def world(router, tmp_path_factory):
     make = image_maker(router, tmp_path_factory.mktemp("plan"))
     with plugger(router) as plug:
         plug(make("ext4", "Disk1", {"Films/a.mp4": b"film", "Packages/opt/bin/opkg": b"#!/bin/sh\n"}), "sda")
-        wait_until(lambda: not router.runs("nas-worker"), 20, "no worker runs")
+        wait_until(lambda: not router.runs("nas-worker"), "no worker runs")
         router.execute("killall", "-STOP", "serviced")
         for service in USERS_OF:
             router.nasctl("user", "add", "--service", service, "anna", "--password", "pass-anna", "--no-apply")

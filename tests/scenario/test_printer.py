@@ -15,7 +15,7 @@ def as_before(router):
     yield
     router.vr("printer", "out", check=False)
     router.nasctl("printer", "set", "sharing=off", "remote=off")
-    wait_until(lambda: not router.runs("cupsd"), 10, "the print server has ended")
+    wait_until(lambda: not router.runs("cupsd"), "the print server has ended")
     router.nasctl("printer", "set", "sharing=on")
     router.execute("rm", "-rf", "/tmp/printed")
 
@@ -23,7 +23,7 @@ def as_before(router):
 @pytest.fixture
 def printer(router):
     router.vr("printer", "in")
-    wait_until(lambda: status(router)["queue"] == "ready", 20, "the printer is ready")
+    wait_until(lambda: status(router)["queue"] == "ready", "the printer is ready")
 
 
 def status(router):
@@ -50,7 +50,7 @@ def test_a_job_from_the_lan_is_printed(router, printer):
 
     print_text(router, "lan", LAN, "Dear grandmother\n")
 
-    wait_until(lambda: printed(router) == "Dear grandmother\n", 10, "the job is printed")
+    wait_until(lambda: printed(router) == "Dear grandmother\n", "the job is printed")
 
 
 def test_the_wan_may_print_only_when_that_is_wished_for(router, printer):
@@ -59,9 +59,9 @@ def test_the_wan_may_print_only_when_that_is_wished_for(router, printer):
 
     router.nasctl("printer", "set", "remote=on")
 
-    wait_until(lambda: "631" not in router.execute("iptables", "-S", "INPUT").stdout, 10, "the rule is gone")
+    wait_until(lambda: "631" not in router.execute("iptables", "-S", "INPUT").stdout, "the rule is gone")
     print_text(router, "igd", WAN, "from abroad\n")
-    wait_until(lambda: printed(router) == "from abroad\n", 10, "the job is printed")
+    wait_until(lambda: printed(router) == "from abroad\n", "the job is printed")
 
 
 def performed(router):
@@ -72,14 +72,14 @@ def performed(router):
 def test_without_sharing_nothing_is_started(router):
     before = performed(router)
     router.nasctl("printer", "set", "sharing=off")
-    wait_until(lambda: performed(router) == before + 1, 10, "the setting is taken over")
+    wait_until(lambda: performed(router) == before + 1, "the setting is taken over")
 
     router.vr("printer", "in")
 
-    wait_until(lambda: performed(router) == before + 2, 10, "the event is handled")
+    wait_until(lambda: performed(router) == before + 2, "the event is handled")
     assert status(router) == {"server": False, "queue": "none", "name": ""}
     router.nasctl("printer", "set", "sharing=on")
-    wait_until(lambda: status(router)["queue"] == "ready", 20, "the printer is ready")
+    wait_until(lambda: status(router)["queue"] == "ready", "the printer is ready")
 
 
 def test_a_printer_that_comes_back_keeps_its_queue(router, printer):
@@ -88,4 +88,4 @@ def test_a_printer_that_comes_back_keeps_its_queue(router, printer):
 
     print_text(router, "lan", LAN, "once more\n")
 
-    wait_until(lambda: printed(router) == "once more\n", 10, "the job is printed")
+    wait_until(lambda: printed(router) == "once more\n", "the job is printed")

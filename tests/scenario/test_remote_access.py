@@ -25,7 +25,7 @@ def swept(router, world):
     if router.nasctl_json("service", "show", "ftp")["enabled"]:
         router.switch_off("ftp")
     router.nasctl("kelsto", "sweep")
-    wait_until(lambda: not runs(router), 5, "nothing runs")
+    wait_until(lambda: not runs(router), "nothing runs")
 
 
 def runs(router):
@@ -54,7 +54,7 @@ def test_prepare_starts_both_servers_though_ftp_is_off(router, swept):
 
 def test_prepare_leaves_what_runs_alone(router, swept):
     router.nasctl("kelsto", "prepare")
-    wait_until(lambda: runs(router) == {"proftpd", "lighttpd_kelsto"}, 5, "both run")
+    wait_until(lambda: runs(router) == {"proftpd", "lighttpd_kelsto"}, "both run")
     before = router.processes("proftpd"), router.processes("lighttpd_kelsto")
 
     assert "Forced launch" not in router.nasctl("kelsto", "prepare").stderr
@@ -67,7 +67,7 @@ def test_prepare_starts_what_is_missing(router, swept):
     wait_for_server(router, port=9000)
     ftp = router.processes("proftpd")
     router.execute("killall", "-9", "lighttpd_kelsto")
-    wait_until(lambda: runs(router) == {"proftpd"}, 5, "the web server has ended")
+    wait_until(lambda: runs(router) == {"proftpd"}, "the web server has ended")
 
     said = router.nasctl("kelsto", "prepare").stderr
 
@@ -85,7 +85,7 @@ def test_sweep_ends_both_and_registers_the_router_anew(router, swept, tmp_path):
         router.nasctl("kelsto", "sweep")
         requests = server.wait_for(2)
 
-    wait_until(lambda: not runs(router), 5, "both have ended")
+    wait_until(lambda: not runs(router), "both have ended")
     assert not answers(router, port=9000)
     assert {request["path"] for request in requests} == {
         "/cloudbackup/server_register3.php",

@@ -83,7 +83,7 @@ NO_CHANGE = "NT_STATUS_ACCESS_DENIED"
 def samba(router, two_disks):
     router.add_users("samba", USERS)
     router.switch_on("samba", name="NALVEX", recycle="on", smb1="off", smb2="on")
-    wait_until(lambda: Client(router, "anna", PASSWORDS["anna"]).shares(), 10, "shares are shown")
+    wait_until(lambda: Client(router, "anna", PASSWORDS["anna"]).shares(), "shares are shown")
     yield
     router.leave("samba")
 
@@ -209,7 +209,7 @@ def test_the_routers_name_is_found_in_the_lan(router, samba):
     def answer():
         return router.client("lan", "nmblookup", "-B", "192.168.1.255", "NALVEX", check=False).stdout
 
-    assert "192.168.1.1 NALVEX<00>" in wait_until(lambda: "<00>" in answer() and answer(), 20, "the name is known")
+    assert "192.168.1.1 NALVEX<00>" in wait_until(lambda: "<00>" in answer() and answer(), "the name is known")
 
 
 def check_that_it_serves(router, oldest, newest):

@@ -35,7 +35,7 @@ def many_folders(router, tmp_path_factory):
         router.add_users("samba", users)
         router.add_users("samba", [("wide", "pass-wide", "rw", "Many"), ("perc", "pass-perc", "rw", f"Many:{PERCENT}")])
         router.switch_on("samba", name="NALVEX", recycle="off", smb1="off", smb2="on")
-        wait_until(lambda: client_of(router, "last").shares(), 10, "shares are shown")
+        wait_until(lambda: client_of(router, "last").shares(), "shares are shown")
         yield
         router.leave("samba")
 

@@ -29,7 +29,7 @@ def services(router):
 
 
 def test_status_shows_services_disks_and_devices(router, at_work):
-    wait_until(lambda: services(router)["ftp"]["internet"] == "mapped", 15, "the gateway maps the port")
+    wait_until(lambda: services(router)["ftp"]["internet"] == "mapped", "the gateway maps the port")
     status = router.nasctl_json("status")
     ftp, media = services(router)["ftp"], services(router)["media"]
 
@@ -54,7 +54,7 @@ def test_status_counts_who_is_connected(router, at_work):
     with client:
         client.recv(100)
         assert services(router)["ftp"]["clients"] == [LAN_CLIENT]
-    wait_until(lambda: services(router)["ftp"]["clients"] == [], 5, "the client is gone")
+    wait_until(lambda: services(router)["ftp"]["clients"] == [], "the client is gone")
 
 
 def test_events_are_followed(router, at_work):

@@ -16,7 +16,7 @@ CONF = "/etc/nas-host.conf"
 def services_off(router):
     yield
     router.leave("ftp")
-    wait_until(lambda: forwarded(router) == 0, 10, "the gateway maps nothing any more")
+    wait_until(lambda: forwarded(router) == 0, "the gateway maps nothing any more")
 
 
 @pytest.fixture
@@ -39,9 +39,9 @@ def no_gateway(router):
 
 def restart_agent(router, signal="TERM"):
     router.execute("kill", f"-{signal}", *router.execute("/bin/pidof", "nas-upnpd").stdout.split())
-    wait_until(lambda: not router.runs("nas-upnpd"), 5, "the agent has ended")
+    wait_until(lambda: not router.runs("nas-upnpd"), "the agent has ended")
     router.execute("sh", "-c", "setsid nas-upnpd </dev/null >>/var/log/nas-upnpd 2>&1 &")
-    wait_until(lambda: router.nasctl_json("upnp")["agent"], 5, "the agent listens")
+    wait_until(lambda: router.nasctl_json("upnp")["agent"], "the agent listens")
 
 
 def stop_gateway(router):
@@ -81,14 +81,14 @@ def greeting_from_the_internet(router):
 
 def test_what_a_service_opens_is_mapped_until_it_is_switched_off(router):
     router.switch_on("ftp")
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
     assert standing(router) == {21: "mapped", 9000: "mapped"}
     assert router.nasctl_json("upnp")["external_address"] == GATEWAY
-    wait_until(lambda: greeting_from_the_internet(router).startswith(b"220 "), 10, "the daemon answers")
+    wait_until(lambda: greeting_from_the_internet(router).startswith(b"220 "), "the daemon answers")
 
     router.switch_off("ftp")
 
-    wait_until(lambda: gateway_maps(router) == {}, 10, "nothing is to be mapped, and nothing to be closed")
+    wait_until(lambda: gateway_maps(router) == {}, "nothing is to be mapped, and nothing to be closed")
     assert forwarded(router) == 0
     assert greeting_from_the_internet(router) == b""
 
@@ -97,15 +97,15 @@ def test_a_service_started_anew_keeps_its_mapping(router):
     router.switch_on("ftp")
     router.nasctl("service", "start", "ftp")
 
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
 
 
 def test_a_port_that_a_service_leaves_is_closed(router):
     router.switch_on("ftp", port=21, web_port=9000)
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
     try:
         router.switch_on("ftp", port=2121, web_port=0)
-        wait_until(lambda: gateway_maps(router) == {2121: "10.20.0.2:2121"}, 10, "one other port is mapped")
+        wait_until(lambda: gateway_maps(router) == {2121: "10.20.0.2:2121"}, "one other port is mapped")
         assert forwarded(router) == 1
     finally:
         router.nasctl("service", "set", "ftp", "port=21", "web-port=9000")
@@ -113,12 +113,12 @@ def test_a_port_that_a_service_leaves_is_closed(router):
 
 def test_a_gateway_that_forgot_is_told_again(router, renewing):
     router.switch_on("ftp")
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
 
     stop_gateway(router)
     start_gateway(router)
 
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 30, "both ports are mapped again")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped again")
 
 
 def test_a_gateway_that_comes_later_is_found(router, no_gateway):
@@ -128,24 +128,24 @@ def test_a_gateway_that_comes_later_is_found(router, no_gateway):
 
     start_gateway(router)
 
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 60, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
 
 
 @pytest.mark.parametrize("signal", ["TERM", "KILL"])
 def test_an_agent_that_is_started_anew_goes_on(router, signal):
     router.switch_on("ftp")
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
 
     restart_agent(router, signal)
 
     assert gateway_maps(router) == FTP_PORTS
     router.switch_off("ftp")
-    wait_until(lambda: gateway_maps(router) == {}, 10, "it takes requests")
+    wait_until(lambda: gateway_maps(router) == {}, "it takes requests")
 
 
 def test_a_port_is_closed_even_when_the_gateway_was_away(router, renewing):
     router.switch_on("ftp")
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
     pid = router.client("igd", "cat", "/run/miniupnpd.pid").stdout.strip()
     router.client("igd", "kill", "-STOP", pid)
     try:
@@ -155,7 +155,7 @@ def test_a_port_is_closed_even_when_the_gateway_was_away(router, renewing):
     finally:
         router.client("igd", "kill", "-CONT", pid)
 
-    wait_until(lambda: forwarded(router) == 0, 60, "both ports are closed")
+    wait_until(lambda: forwarded(router) == 0, "both ports are closed")
 
 
 def test_nonsense_does_not_end_it(router):
@@ -165,5 +165,5 @@ def test_nonsense_does_not_end_it(router):
             sender.send(message)
 
     router.switch_on("ftp")
-    wait_until(lambda: gateway_maps(router) == FTP_PORTS, 10, "both ports are mapped")
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
     assert "no request:" in router.read("/var/log/nas-upnpd")

@@ -4,7 +4,7 @@ import ftplib
 
 import pytest
 
-from conftest import wait_until
+from conftest import PATIENCE, wait_until
 from ftp_client import Client
 
 
@@ -33,7 +33,7 @@ def logs_in(router, name, password):
 def test_a_command_does_not_wait_for_the_daemons_it_starts(router):
     for service in ("ftp", "samba"):
         # busybox's timeout ends with 143 when it had to end the pipeline
-        router.execute("timeout", "30", "sh", "-c", f"nasctl service enable {service} 2>&1 | cat")
+        router.execute("timeout", PATIENCE, "sh", "-c", f"nasctl service enable {service} 2>&1 | cat")
         assert router.nasctl_json("service", "show", service)["enabled"]
     assert router.runs("proftpd") and router.runs("smbd")
 
@@ -111,5 +111,5 @@ def test_samba_learns_the_password(router):
     router.switch_on("samba")
     add(router, "samba", "bert", "p!#w(1)*x")
 
-    wait_until(lambda: opens_share(router, "bert", "p!#w(1)*x"), 10, "the right password opens")
+    wait_until(lambda: opens_share(router, "bert", "p!#w(1)*x"), "the right password opens")
     assert not opens_share(router, "bert", "wrong")

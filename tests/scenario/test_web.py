@@ -203,7 +203,7 @@ def test_another_port_takes_the_place_of_the_first(router, open_to_all):
 
     wait_for_server(router, network="inet", address=GATEWAY, port=8080)
     assert not answers(router)
-    wait_until(lambda: WEB not in ports_mapped(router), 15, "the first port is closed at the gateway")
+    wait_until(lambda: WEB not in ports_mapped(router), "the first port is closed at the gateway")
 
 
 def ports_mapped(router):
@@ -220,10 +220,10 @@ def test_switched_off_it_is_gone_and_the_user_is_told(router, ftp_off):
     assert started["detail"] == stopped["detail"] == "@{104}"
     assert not answers(router)
     assert router.execute("iptables", "-t", "nat", "-S", "router_url").stdout == "-N router_url\n"
-    wait_until(lambda: ports_mapped(router) == [], 15, "the gateway maps nothing")
+    wait_until(lambda: ports_mapped(router) == [], "the gateway maps nothing")
 
 
 def test_a_server_that_dies_comes_back(router, open_to_all):
     router.execute("kill", "-9", router.read(f"/var/run/lighttpd.pid.{WEB}").strip())
-    wait_until(lambda: not answers(router), 5, "it is gone")
+    wait_until(lambda: not answers(router), "it is gone")
     wait_for_server(router)

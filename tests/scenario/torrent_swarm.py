@@ -66,7 +66,7 @@ def seeder(router, name, content):
     options = "-g /share/seeder -w /share/seed -p 9999 -a *.*.*.* -T -M -O -x /tmp/seeder.pid".split()
     router.client("lan", "transmission-daemon", *options, "-P", SEEDER_PORT)
     try:
-        wait_until(lambda: remote(router, LAN, 9999, "-l").returncode == 0, 10, "the seeder runs")
+        wait_until(lambda: remote(router, LAN, 9999, "-l").returncode == 0, "the seeder runs")
         remote(router, LAN, 9999, "-a", "/share/seed.torrent", check=True)
         yield torrent
     finally:
