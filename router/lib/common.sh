@@ -91,9 +91,9 @@ need_up() {
     exit 3
 }
 
-# wait_for TENTHS COMMAND...: until it succeeds
+# wait_for SECONDS COMMAND...: until it succeeds
 wait_for() {
-    local left=$(($1 * 5))
+    local left=$(($1 * 50))
     shift
     until "$@"; do
         [ "$((left -= 1))" -gt 0 ] || return 1

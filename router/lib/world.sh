@@ -38,7 +38,7 @@ start_world() {
     unshare=$!
     disown
     exec 8<&-
-    wait_for 300 has_settled "$unshare" || true
+    wait_for 120 has_settled "$unshare" || true
     if ! is_up; then
         warn "the world did not come up; its log ($STATE/log):"
         cat "$STATE/log" >&2
@@ -76,7 +76,7 @@ clean_up() {
     local world
     ! world=$(recorded_process world) || kill -KILL "$world"
     abort_fuse
-    if ! wait_for 100 nothing_left; then
+    if ! wait_for 60 nothing_left; then
         report_left
         return 1
     fi

@@ -40,7 +40,7 @@ cut -d' ' -f2 /proc/mounts | grep '^/tmp/' | tac | while read -r escaped; do
 done
 
 # the drivers of what was mounted
-tries=100
+tries=600
 while [ $tries -gt 0 ]; do
     left=
     for process in /proc/[0-9]*; do serves_fuse "${process#/proc/}" && left=1; done

@@ -23,6 +23,15 @@ STATE = pathlib.Path(f"{WORLD}-{os.environ.get('PYTEST_XDIST_WORKER', 'only')}")
 
 PATIENCE = 120  # seconds, for what has to happen: it is waited for no longer than it takes
 
+# The order counts: whoever takes an event or a request out of its queue has done it before it lets the lock go, and has
+# asked before that for whatever follows. Whether the lock is held the kernel is asked, as nobody is to be disturbed.
+IS_SETTLED = """
+    cd /var/run/nas || exit
+    nothing_waits() { [ ! -s events ] && [ ! -s requests ]; }
+    nothing_waits && ! grep -q ":$(stat -c %i worker.lock) " /proc/locks && nothing_waits &&
+        kill -0 "$(cat serviced.lock)"
+"""
+
 libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -160,6 +169,17 @@ class Router:
             self.switch_off(service)
         self.remove_users(service)
 
+    def settle(self):
+        """Until serviced has done what it was asked for, and nobody else runs a callback. Looked at twice: what has just
+        been done may be followed by another request, and a new serviced asks for every service at first."""
+
+        def is_settled():
+            return self.execute("sh", "-c", IS_SETTLED, check=False).returncode == 0
+
+        for _ in range(2):
+            time.sleep(0.2)
+            wait_until(is_settled, "nothing is left to do")
+
     def events(self):
         return self.nasctl_json("events")
 
@@ -246,17 +266,20 @@ def image_maker(router, folder):
 
 @contextlib.contextmanager
 def plugger(router):
-    """Plugs images in and pulls them out at the end: plug(image, "sda")."""
+    """Plugs images in and pulls them out at the end: plug(image, "sda"). Whenever a disk comes or goes every service is
+    run anew; that is over before anything else begins."""
     disks = []
 
     def plug(image, disk):
         name, mount_point = router.plug(image, disk)
         disks.append(name)
+        router.settle()
         return mount_point
 
     yield plug
     for disk in reversed(disks):
         router.unplug(disk)
+    router.settle()
 
 
 @pytest.fixture

@@ -1,22 +1,8 @@
 """What the scenarios see of disks that come and go."""
 
-import time
-
 from conftest import wait_until
 
 LOG = "/var/log/nas-serviced"
-
-
-def is_settled(router):
-    idle = "[ ! -s /var/run/nas/requests ] && [ ! -s /var/run/nas/worker.lock ] && [ ! -s /var/run/nas/events ]"
-    return router.execute("sh", "-c", idle, check=False).returncode == 0
-
-
-def settle(router):
-    """Until serviced has done what it was asked for, twice in a row: one request may be followed by another."""
-    for _ in range(2):
-        time.sleep(0.2)
-        wait_until(lambda: is_settled(router), "serviced has nothing left to do")
 
 
 def mounts(router):
@@ -64,5 +50,9 @@ def switch_records(router, records):
 
 
 def run_all_services(router):
-    router.execute("killall", "serviced")  # the next one runs every service
-    settle(router)
+    """Ends serviced: the next one begins with every service."""
+    note = "/var/run/nas/serviced.lock"
+    before = router.read(note)
+    wait_until(lambda: router.execute("killall", "serviced", check=False).returncode == 0, "serviced is told to end")
+    wait_until(lambda: router.read(note) != before, "another one is there")
+    router.settle()

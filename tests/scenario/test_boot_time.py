@@ -8,7 +8,6 @@ import pytest
 
 import all_services
 from conftest import ROOT, wait_until
-from disks import settle
 from library_clock import PRELOAD, built_clock
 
 OPKG = (ROOT / "router" / "world" / "internet" / "packages" / "entware" / "opkg").read_bytes()
@@ -54,7 +53,7 @@ def test_from_up_to_every_service(router, image, stage, rebooted, record_propert
             answers = all_services.ANSWERS[name]
             wait_until(lambda answers=answers: answers(router), f"{name} answers")
         end = time.monotonic()
-        settle(router)
+        router.settle()
         slept = clock.slept(begin, end)
         router.vr("down")
 

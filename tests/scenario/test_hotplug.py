@@ -6,7 +6,7 @@ import time
 import pytest
 
 from conftest import wait_until
-from disks import LOG, event_ids, folders, forget_events, modules, mounts, run_all_services, serviced, settle
+from disks import LOG, event_ids, folders, forget_events, modules, mounts, run_all_services, serviced
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
@@ -23,7 +23,7 @@ def services(router):
     }
     for key, value in records.items():
         router.nasctl("config", "set", key, value)
-    settle(router)
+    router.settle()
     yield
     for key in ("ftp_conf", "samba_conf", "media_conf"):
         router.nasctl("config", "set", key, "0" + records[key][1:])
@@ -39,7 +39,7 @@ def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_i
     assert router.plug(image, "sda") == ["sda", "/tmp/mnt/Disk1"]
     wait_until(lambda: all(router.runs(name) for name in ("proftpd", "smbd", "minidlna")), "every daemon runs")
     print(f"from the plug to the last daemon: {time.monotonic() - begin:.1f} s")
-    settle(router)
+    router.settle()
     assert serviced(router) != first and len(serviced(router)) == 1
     assert event_ids(router)[:2] == ["@{126}", "@{127}"]
     assert modules(router) == ["tntfs", "ext2", "jbd", "ext3", "fat", "fuse", "msdos", "vfat", "jbd2", "ext4dev"]
@@ -50,7 +50,7 @@ def test_a_disk_starts_the_services_and_takes_them_down(router, services, make_i
     assert mounts(router) == {} and folders(router) == []
     assert modules(router) == ["tntfs"]
     assert [event for event in event_ids(router) if event in ("@{128}", "@{129}")] == ["@{129}", "@{128}"]
-    settle(router)
+    router.settle()
     assert router.runs("proftpd") and router.runs("smbd")
     assert not router.runs("minidlna")
     assert event_ids(router)[-1] == "@{105}"  # the media server misses its disk
@@ -62,12 +62,12 @@ def test_a_volume_whose_driver_is_killed_comes_back(router, services, make_image
     driver = {"exfat": "mount.exfat-fuse", "ntfs": "ntfs-3g"}[filesystem]
     plugged(make_image(filesystem, "Disk1", {"Movies/note.txt": b"hello"}), "sda")
     wait_until(lambda: router.runs("minidlna"), "the media server runs and keeps the volume busy")
-    settle(router)
+    router.settle()
     router.execute("killall", "-9", driver)
     note = "/tmp/mnt/Disk1/Movies/note.txt"
     assert router.execute("cat", note, check=False).returncode != 0
     wait_until(lambda: router.execute("cat", note, check=False).stdout == "hello", "the volume is there again")
-    settle(router)
+    router.settle()
     assert router.runs("minidlna")
 
 
@@ -78,7 +78,7 @@ def test_a_service_that_dies_is_started_again(router, services):
 
 
 def test_a_service_is_looked_after_when_its_nasctl_was_killed(router, services):
-    settle(router)
+    router.settle()
     starts_samba = """
         nasctl service start samba >/dev/null 2>&1 </dev/null &
         until grep -qsx 'nasctl: samba' /var/run/nas/worker.lock; do kill -0 $! || exit; usleep 10000; done
@@ -86,23 +86,23 @@ def test_a_service_is_looked_after_when_its_nasctl_was_killed(router, services):
     """
     router.execute("sh", "-c", starts_samba)
     wait_until(lambda: '"nasctl: samba" was not finished' in router.read(LOG), "a worker has noticed it")
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", "killall smbd; killall -9 smbd", check=False)
     wait_until(lambda: router.runs("smbd"), "smbd runs again: it counts no longer as being started")
 
 
 def test_serviced_that_is_killed_comes_back(router):
-    settle(router)
+    router.settle()
     old = serviced(router)
     router.execute("killall", "-9", "serviced")
     wait_until(lambda: serviced(router) and serviced(router) != old, "init has started another")
-    settle(router)
+    router.settle()
     assert len(serviced(router)) == 1
 
 
 def test_a_disk_in_use_is_let_go(router, make_image):
     router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}), "sda")
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", "cd /mnt/Disk1 && sleep 600 >/dev/null 2>&1 </dev/null &")
     router.unplug("sda")
     assert mounts(router) == {} and folders(router) == []
@@ -140,7 +140,7 @@ def test_two_disks_of_one_label_and_their_return(router, make_image, tmp_path):
 
 
 def test_hundreds_of_events_are_handled_once_each(router):
-    settle(router)
+    router.settle()
     storm = """
         : > /var/log/nas-serviced
         n=0
@@ -156,13 +156,13 @@ def test_hundreds_of_events_are_handled_once_each(router):
         ! grep -E 'sda|loop0' /var/log/nas-serviced
     """
     assert router.execute("sh", "-c", storm).stdout.split()[0] == "200"
-    settle(router)
+    router.settle()
     assert folders(router) == []
 
 
 def test_a_removal_whose_handler_is_killed_is_done_by_another(router, make_image):
     router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M"), "sda")
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", "flock /var/run/nas/worker.lock sleep 4 >/dev/null 2>&1 </dev/null &")
     wait_until(lambda: router.runs("sleep"), "the lock is held")
     router.execute("sh", "-c", "(usbport unplug sda; echo $?) >/tmp/unplug 2>&1 </dev/null &")
@@ -175,7 +175,7 @@ def test_a_removal_whose_handler_is_killed_is_done_by_another(router, make_image
 
 def test_a_removal_that_nobody_handles_is_a_failure(router, make_image):
     router.plug(make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="4M"), "sda")
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", "flock /var/run/nas/events.drain sleep 600 >/dev/null 2>&1 </dev/null &")
     wait_until(lambda: router.runs("sleep"), "nobody can handle an event")
     failed = router.vr("unplug", "sda", "--wait", 1, check=False)
@@ -183,7 +183,7 @@ def test_a_removal_that_nobody_handles_is_a_failure(router, make_image):
     assert mounts(router) == {"/dev/sda1": "/tmp/mnt/Disk1"}
     router.execute("killall", "sleep")
     wait_until(lambda: mounts(router) == {}, "serviced has the events handled")
-    settle(router)
+    router.settle()
     assert folders(router) == []
 
 
@@ -200,7 +200,7 @@ def test_an_image_that_is_refused_leaves_no_record(router, tmp_path):
 
 def test_handlers_that_race_keep_the_kernels_order(router):
     """The later event's handler is the first one every time; the numbers between belong to other devices."""
-    settle(router)
+    router.settle()
     race = """
         : > /var/log/nas-serviced
         for n in $(seq 20); do
@@ -215,11 +215,11 @@ def test_handlers_that_race_keep_the_kernels_order(router):
     assert sorted(numbers) == sorted(6000 + 10 * n + late for n in range(1, 21) for late in (0, 5))
     overtaken = sum(first > second for first, second in zip(numbers, numbers[1:]))
     assert overtaken <= 2, numbers  # on a busy machine one may take longer than it is waited for
-    settle(router)
+    router.settle()
 
 
 def test_nasctl_waits_until_nobody_else_runs_a_callback(router):
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", "flock /var/run/nas/worker.lock sleep 3 >/dev/null 2>&1 </dev/null &")
     wait_until(lambda: router.runs("sleep"), "the lock is held")
     begin = time.monotonic()

@@ -19,7 +19,6 @@ from disks import (
     mounts,
     run_all_services,
     serviced,
-    settle,
     switch_records,
 )
 
@@ -115,7 +114,7 @@ def serve_all(router, ftp):
     ftp(True)
     for disk in DISKS:
         router.plug(STATE / "share" / "storm" / f"{disk}.img", disk)
-    settle(router)
+    router.settle()
     wait_until(lambda: router.runs("proftpd"), "the FTP server runs")
     client = ftp_client.Client(router, "anna", "pass-anna")
     notes = {disk: client.get(f"/Disk_{disk}/note.txt").decode() for disk in DISKS}
@@ -160,7 +159,7 @@ def test_a_storm_leaves_nothing_and_breaks_nothing(router, ftp, images, add_sett
     limits = [f"ROUNDS={ROUNDS}", f"FEWEST_ROUNDS={FEWEST_ROUNDS}", f"SECONDS_LEFT={SECONDS}"]
     storm = router.execute("env", *limits, "sh", "-c", STORM, "sh", *DISKS, timeout=600)
     seconds = time.monotonic() - begin
-    settle(router)
+    router.settle()
 
     lines = storm.stdout.splitlines()
     assert storm.stderr == ""

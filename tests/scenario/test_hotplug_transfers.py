@@ -11,7 +11,7 @@ import pytest
 import ftp_client
 import samba_client
 from conftest import PATIENCE, STATE, VR, wait_until
-from disks import event_ids, folders, forget_events, mounts, run_all_services, settle, switch_records
+from disks import event_ids, folders, forget_events, mounts, run_all_services, switch_records
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
@@ -50,7 +50,7 @@ def content_by_samba(router, share, name):
 
 def wait_until_served(router, disk, name, content):
     """By both services, for both are started anew whenever a disk comes or goes."""
-    settle(router)
+    router.settle()
     wait_until(lambda: router.runs("proftpd") and router.runs("smbd"), "both daemons run")
     assert ftp(router).get(f"/{disk}/{name}") == content
     wait_until(lambda: content_by_samba(router, disk, name) == content, "Samba has the file")
@@ -128,7 +128,7 @@ def test_transfers_end_when_the_disk_is_pulled_out(router, services, make_image)
         assert not transfer.is_alive()
         assert transfer.problem is not None and transfer.size < len(FILM)
 
-    settle(router)
+    router.settle()
     assert router.plug(image, "sda") == ["sda", "/tmp/mnt/Disk1"]
     wait_until_served(router, "Disk1", "film.mp4", FILM)
     router.unplug("sda")

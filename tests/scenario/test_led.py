@@ -4,7 +4,6 @@ import calendar
 
 import pytest
 
-from disks import settle
 from library_clock import library_clock
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
@@ -25,11 +24,11 @@ def led(router):
 def led_of_a_new_disk(router, image):
     """What the LED shows while a disk is in, and that it is dark behind it."""
     router.plug(image, "sda")
-    settle(router)
+    router.settle()
     shown = led(router)
     router.unplug("sda")
     assert led(router) == "dark"
-    settle(router)
+    router.settle()
     return shown
 
 
@@ -50,24 +49,24 @@ def test_dark_hours_begin_and_end_for_the_next_disk_alone(router, make_image, cl
     add_settings(DARK_AT_NIGHT)
     clock.set(calendar.timegm((2024, 5, 1, 21, 59, 0)))
     router.plug(first, "sda")
-    settle(router)
+    router.settle()
     clock.set(calendar.timegm((2024, 5, 1, 22, 0, 0)))
-    settle(router)
+    router.settle()
     evening = led(router)
     router.plug(second, "sdb")
-    settle(router)
+    router.settle()
     night = led(router)
     router.unplug("sdb")
-    settle(router)
+    router.settle()
     clock.set(calendar.timegm((2024, 5, 2, 7, 0, 0)))
-    settle(router)
+    router.settle()
     early = led(router)
     router.plug(second, "sdb")
-    settle(router)
+    router.settle()
     morning = led(router)
     for disk in ("sdb", "sda"):
         router.unplug(disk)
-        settle(router)
+        router.settle()
     assert (evening, night, early, morning, led(router)) == ("lit", "dark", "dark", "lit", "dark")
 
 

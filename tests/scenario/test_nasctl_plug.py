@@ -6,7 +6,7 @@ import shutil
 import pytest
 
 from conftest import STATE
-from disks import folders, mounts, settle
+from disks import folders, mounts
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
@@ -83,4 +83,4 @@ def test_a_device_with_real_ports_says_so(router):
         settings.write_text(original)
     assert refused.returncode == 1
     assert "the USB ports of this device are real ones" in refused.stderr
-    settle(router)
+    router.settle()

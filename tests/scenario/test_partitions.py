@@ -2,7 +2,7 @@
 
 import pytest
 
-from disks import LOG, event_ids, folders, forget_events, handled_events, modules, mounts, settle
+from disks import LOG, event_ids, folders, forget_events, handled_events, modules, mounts
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
 
@@ -12,12 +12,12 @@ EVENTS = ("@{126}", "@{127}", "@{128}", "@{129}")
 @pytest.fixture
 def seen(router):
     """What the kernel and the library told since the test began: its events, and the user's."""
-    settle(router)
+    router.settle()
     router.execute("sh", "-c", f": > {LOG}")
     forget_events(router)
 
     def seen():
-        settle(router)
+        router.settle()
         return handled_events(router), [event for event in event_ids(router) if event in EVENTS]
 
     return seen
