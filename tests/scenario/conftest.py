@@ -75,6 +75,19 @@ def wait_until(condition, what):
         time.sleep(0.1)
 
 
+def replace(file, text):
+    """At once: whoever reads the file meanwhile, and many do, finds the old text or the new one."""
+    draft = file.with_name(f".{file.name}.new")
+    draft.write_text(text)
+    draft.replace(file)
+
+
+def whole_lines(file):
+    """Of a file that somebody is writing to."""
+    text = file.read_text(encoding="utf-8") if file.exists() else ""
+    return text.split("\n")[:-1]
+
+
 class Router:
     """The virtual router as a user and a firmware engineer see it."""
 
@@ -170,8 +183,8 @@ class Router:
         self.remove_users(service)
 
     def settle(self):
-        """Until serviced has done what it was asked for, and nobody else runs a callback. Looked at twice: what has just
-        been done may be followed by another request, and a new serviced asks for every service at first."""
+        """Until serviced has done what it was asked for, and nobody else runs a callback. It is looked twice: what has
+        just been done may be followed by another request, and a new serviced begins with every service."""
 
         def is_settled():
             return self.execute("sh", "-c", IS_SETTLED, check=False).returncode == 0
@@ -276,10 +289,12 @@ def plugger(router):
         router.settle()
         return mount_point
 
-    yield plug
-    for disk in reversed(disks):
-        router.unplug(disk)
-    router.settle()
+    try:
+        yield plug
+    finally:
+        for disk in reversed(disks):
+            router.unplug(disk)
+        router.settle()
 
 
 @pytest.fixture
@@ -287,8 +302,8 @@ def add_settings(router):
     """Adds lines to the device's settings."""
     file = router.path("/etc/nas-host.conf")
     original = file.read_text()
-    yield lambda lines: file.write_text(original + lines)
-    file.write_text(original)
+    yield lambda lines: replace(file, original + lines)
+    replace(file, original)
 
 
 @pytest.fixture

@@ -23,7 +23,7 @@ def connect(router, name, password, network="lan", address=ADDRESS, encoding="ut
 def connects(client, address):
     try:
         client.connect(address)
-    except ConnectionRefusedError:
+    except (ConnectionError, EOFError):  # nobody listens yet, or the daemon is just being ended
         return False
     return True
 

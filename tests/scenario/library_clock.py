@@ -4,7 +4,7 @@ import contextlib
 import pathlib
 import shutil
 
-from conftest import STATE, run
+from conftest import STATE, replace, run, whole_lines
 
 SOURCE = pathlib.Path(__file__).with_suffix(".c")
 FOLDER = "/share/library_clock"  # in the router
@@ -17,13 +17,12 @@ class LibraryClock:
 
     def set(self, seconds):
         """What the library takes for the time, in seconds since 1970."""
-        (self.folder / "time").write_text(f"{seconds}\n")
+        replace(self.folder / "time", f"{seconds}\n")
 
     def sleeps(self):
         """Every sleep of the library that has ended since the block began: (begin, end), seconds of the monotonic
         clock."""
-        file = self.folder / "sleeps"
-        lines = [line.split() for line in file.read_text().splitlines()] if file.exists() else []
+        lines = [line.split() for line in whole_lines(self.folder / "sleeps")]
         return [(float(begin), float(end)) for _, begin, end in lines]
 
     def slept(self, begin, end):
@@ -53,8 +52,9 @@ def built_clock():
 @contextlib.contextmanager
 def library_clock(router):
     with built_clock() as clock:
-        router.path("/etc/ld.so.preload").write_text(PRELOAD)
+        replace(router.path("/etc/ld.so.preload"), PRELOAD)
         try:
             yield clock
         finally:
             router.path("/etc/ld.so.preload").unlink(missing_ok=True)
+            router.settle()  # a callback that began with it may write there

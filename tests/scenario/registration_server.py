@@ -4,7 +4,7 @@ import contextlib
 import json
 import subprocess
 
-from conftest import PATIENCE, ROOT, wait_until
+from conftest import PATIENCE, ROOT, wait_until, whole_lines
 
 SERVER = ROOT / "router" / "registration-server"
 
@@ -14,8 +14,7 @@ class RegistrationServer:
         self.output = output
 
     def requests(self):
-        whole_lines, _, _ = self.output.read_text(encoding="utf-8").rpartition("\n")
-        return [json.loads(line) for line in whole_lines.splitlines()]
+        return [json.loads(line) for line in whole_lines(self.output)]
 
     def wait_for(self, count):
         return wait_until(lambda: len(found := self.requests()) >= count and found, f"{count} requests have come")

@@ -1,18 +1,30 @@
 """Just enough of telnet to log in and run a command."""
 
+import contextlib
+import re
 import socket
 import time
 
-from conftest import PATIENCE
+from conftest import PATIENCE, wait_until
 
-IAC, DONT, DO, WONT, WILL, SB, SE = 255, 254, 253, 252, 251, 250, 240
+IAC, DONT, DO, WONT, WILL = b"\xff", b"\xfe", b"\xfd", b"\xfc", b"\xfb"
+TEXT_OR_COMMAND = re.compile(
+    rb"(?P<text>[^\xff]+)|\xff(?:(?P<offer>[\xfd\xfb])(?P<option>.)|[\xfe\xfc].|\xfa.*?\xff\xf0)", re.DOTALL
+)
 
 
 class Telnet:
     def __init__(self, router, network, address):
-        with router.network(network):
-            self.socket = socket.create_connection((address, 23), timeout=PATIENCE)
+        self.socket = wait_until(lambda: self.connected(router, network, address), "the telnet port is open")
+        self.received = b""
         self.shown = b""
+
+    @staticmethod
+    def connected(router, network, address):
+        """Nothing as long as nobody listens."""
+        with router.network(network), contextlib.suppress(ConnectionRefusedError):
+            return socket.create_connection((address, 23), timeout=PATIENCE)
+        return None
 
     def __enter__(self):
         return self
@@ -29,24 +41,21 @@ class Telnet:
             received = self.socket.recv(4096)
             if not received:
                 raise AssertionError(f"the connection ended: {self.shown}")
-            self.shown += self.without_commands(received)
+            self.received += received
+            self.shown += self.take_text()
         before, _, self.shown = self.shown.partition(text)
         return before
 
-    def without_commands(self, received):
-        """Every offer is turned down."""
-        text, at = b"", 0
-        while at < len(received):
-            if received[at] != IAC:
-                text += received[at : at + 1]
-                at += 1
-            elif received[at + 1] in (DO, WILL):
-                self.socket.send(bytes([IAC, WONT if received[at + 1] == DO else DONT, received[at + 2]]))
-                at += 3
-            elif received[at + 1] == SB:
-                at = received.index(SE, at) + 1
-            else:
-                at += 3
+    def take_text(self):
+        """What was received, without the commands between. Every offer is turned down; a command that is not whole yet
+        stays for the next time."""
+        text = b""
+        while found := TEXT_OR_COMMAND.match(self.received):
+            self.received = self.received[found.end() :]
+            text += found["text"] or b""
+            if found["offer"]:
+                answer = WONT if found["offer"] == DO else DONT
+                self.socket.send(IAC + answer + found["option"])
         return text
 
     def enter(self, line):

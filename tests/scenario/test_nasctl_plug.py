@@ -5,7 +5,7 @@ import shutil
 
 import pytest
 
-from conftest import STATE
+from conftest import STATE, replace
 from disks import folders, mounts
 
 pytestmark = pytest.mark.usefixtures("no_disk_stays")
@@ -76,11 +76,11 @@ def test_an_error_is_json_too(router):
 def test_a_device_with_real_ports_says_so(router):
     settings = router.path("/etc/nas-host.conf")
     original = settings.read_text()
-    settings.write_text(original.replace("usb_port_program = /sbin/usbport\n", ""))
+    replace(settings, original.replace("usb_port_program = /sbin/usbport\n", ""))
     try:
         refused = router.nasctl("plug", "/share/Disk1.img", check=False)
     finally:
-        settings.write_text(original)
+        replace(settings, original)
     assert refused.returncode == 1
     assert "the USB ports of this device are real ones" in refused.stderr
     router.settle()

@@ -9,7 +9,6 @@ from conftest import wait_until
 
 GATEWAY = "11.0.0.1"  # the one address that the internet sees
 FTP_PORTS = {21: "10.20.0.2:21", 9000: "10.20.0.2:9000"}
-CONF = "/etc/nas-host.conf"
 
 
 @pytest.fixture(autouse=True)
@@ -20,13 +19,12 @@ def services_off(router):
 
 
 @pytest.fixture
-def renewing(router):
+def renewing(router, add_settings):
     """An agent that renews every two seconds instead of every five minutes."""
-    before = router.read(CONF)
-    router.execute("sh", "-c", f"echo 'upnp_renew = 2' >> {CONF}")
+    add_settings("upnp_renew = 2\n")
     restart_agent(router)
     yield
-    router.path(CONF).write_text(before)
+    add_settings("")
     restart_agent(router)
 
 

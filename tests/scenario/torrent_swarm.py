@@ -26,11 +26,14 @@ class Tracker(http.server.BaseHTTPRequestHandler):
     """Tells everybody of everybody."""
 
     peers = set()
+    turn = threading.Lock()  # requests come side by side
 
     def do_GET(self):  # pylint: disable=invalid-name # the server's own word
         query = urllib.parse.parse_qs(urllib.parse.urlsplit(self.path).query, encoding="latin-1")
-        self.peers.add((self.client_address[0], int(query["port"][0])))
-        compact = b"".join(socket.inet_aton(host) + port.to_bytes(2, "big") for host, port in self.peers)
+        with self.turn:
+            self.peers.add((self.client_address[0], int(query["port"][0])))
+            peers = list(self.peers)
+        compact = b"".join(socket.inet_aton(host) + port.to_bytes(2, "big") for host, port in peers)
         body = bencoded({b"interval": 5, b"min interval": 1, b"peers": compact})
         self.send_response(200)
         self.send_header("Content-Length", str(len(body)))
@@ -48,10 +51,12 @@ def tracker(router):
         server = http.server.ThreadingHTTPServer((LAN, TRACKER_PORT), Tracker)
     thread = threading.Thread(target=server.serve_forever)
     thread.start()
-    yield
-    server.shutdown()
-    thread.join()
-    server.server_close()
+    try:
+        yield
+    finally:
+        server.shutdown()
+        thread.join()
+        server.server_close()
 
 
 @contextlib.contextmanager
