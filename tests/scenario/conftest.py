@@ -108,8 +108,9 @@ class Router:
     def nasctl_json(self, *arguments):
         return json.loads(self.nasctl("--json", *arguments).stdout)
 
-    def read(self, path):
-        return self.execute("cat", path).stdout
+    def read(self, path, check=True):
+        """A file's text; without `check` nothing for one that is not there."""
+        return self.execute("cat", path, check=check).stdout
 
     def plug(self, image, disk, folder=None):
         options = ["--disk", disk] + (["--folder", folder] if folder else [])

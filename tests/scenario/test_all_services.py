@@ -30,8 +30,10 @@ def open_chains(router):
     return {words[1] for words in rules if words[0] == "-A" and words[1].startswith("router_")}
 
 
+@pytest.mark.usefixtures("no_disk_stays")
 def test_all_services_run_together_and_the_disk_takes_them_down(router, image):
     router.plug(image, "sda")
+    router.settle()
     all_services.set_up(router)
     router.all_of_nasctl(["service", "enable", service] for service in SERVICES)
 

@@ -65,4 +65,4 @@ def test_from_up_to_every_service(router, image, stage, rebooted, record_propert
         f" + {total - slept:.1f} s (up after {up:.1f} s)",
     )
     assert slept > 0, "Samba's start always sleeps: the clock has seen nothing"
-    assert total - slept < 10
+    assert total - slept < 30  # a few on a machine with nothing else to do

@@ -260,10 +260,10 @@ def test_a_link_on_the_disk_leads_nowhere(router, world, cloud):
 
 @both
 def test_without_its_disk_it_does_not_start(router, world, make_image, cloud):
-    router.plug(make_image("ext4", "Disk2", {}, size="16M"), "sdb")
-    router.nasctl("service", "disable", cloud.service)
-    router.nasctl("service", "set", cloud.service, "disk=Disk2", f"folder={FOLDER}", "--no-apply")
-    router.unplug("sdb")
+    with plugger(router) as plug:
+        plug(make_image("ext4", "Disk2", {}, size="16M"), "sdb")
+        router.nasctl("service", "disable", cloud.service)
+        router.nasctl("service", "set", cloud.service, "disk=Disk2", f"folder={FOLDER}", "--no-apply")
     try:
         refused = router.nasctl("service", "enable", cloud.service, check=False)
         assert refused.returncode == 1
@@ -285,11 +285,17 @@ def account(router):
     router.nasctl("config", "unset", "host_ddns_kelsto_router_0")
 
 
+def answer_of(router, cloud):
+    return router.read(cloud.response, check=False)
+
+
 @both
 def test_the_server_learns_what_the_router_says(router, world, account, cloud, tmp_path):
+    router.execute("rm", "-f", cloud.response)
     with registration_server(router, tmp_path) as server:
         switch_on(router, cloud)
         (request,) = server.wait_for(1)
+        wait_until(lambda: answer_of(router, cloud) == "registered\n", "the web interface finds the answer")
 
     nonce = request["fields"]["rv"]
     assert re.fullmatch("[a-qs-zA-QS-Z]{16}", nonce)
@@ -299,7 +305,6 @@ def test_the_server_learns_what_the_router_says(router, world, account, cloud, t
     assert request["fields"]["account"] == "home:the credential"
     assert request["host"] == f"{cloud.server}:33798"
     assert request["path"] == f"/{cloud.word}/server_register3.php"
-    wait_until(lambda: router.read(cloud.response) == "registered\n", "the answer is left for the web interface")
 
 
 @both

@@ -94,6 +94,7 @@ def test_without_the_package_server_it_fails_and_says_so(router, disk):
     assert state(router) == "installed"
 
 
+@pytest.mark.usefixtures("no_disk_stays")
 def test_a_disk_that_comes_back_brings_it_along(router, make_image):
     image = make_image("ext4", "Disk1", {"note.txt": b"hello"}, size="128M")
     router.plug(image, "sda")

@@ -65,4 +65,4 @@ def test_from_the_plug_to_every_service(router, services, make_image, record_pro
         f" + {total - slept:.1f} s (mounted after {mounted:.1f} s; {services})",
     )
     assert slept > 0, "Samba's start always sleeps: the clock has seen nothing"
-    assert total - slept < 10
+    assert total - slept < 30  # a few on a machine with nothing else to do

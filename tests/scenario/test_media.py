@@ -2,7 +2,7 @@
 
 import pytest
 
-from conftest import ROOT, wait_until
+from conftest import ROOT, plugger, wait_until
 
 FILM = (ROOT / "router" / "demo" / "test-pattern.mp4").read_bytes()
 TITLE = "Test Pattern"  # the film's own, which is shown rather than the file's name
@@ -59,9 +59,9 @@ def test_switched_off_it_is_gone_and_the_user_is_told(router, make_image, plugge
 
 
 def test_without_its_disk_it_does_not_start(router, make_image, media_off):
-    router.plug(make_image("ext4", "Disk1", {"Movies/Holiday.mp4": FILM}), "sda")
-    router.nasctl("service", "set", "media", "name=Film", "disk=Disk1", "folder=Movies", "--no-apply")
-    router.unplug("sda")
+    with plugger(router) as plug:
+        plug(make_image("ext4", "Disk1", {"Movies/Holiday.mp4": FILM}), "sda")
+        router.nasctl("service", "set", "media", "name=Film", "disk=Disk1", "folder=Movies", "--no-apply")
 
     refused = router.nasctl("service", "enable", "media", check=False)
 

@@ -38,8 +38,8 @@ def world(router, tmp_path_factory):
     make = image_maker(router, tmp_path_factory.mktemp("plan"))
     with plugger(router) as plug:
         plug(make("ext4", "Disk1", {"Films/a.mp4": b"film", "Packages/opt/bin/opkg": b"#!/bin/sh\n"}), "sda")
-        wait_until(lambda: not router.runs("nas-worker"), "no worker runs")
         router.execute("killall", "-STOP", "serviced")
+        wait_until(lambda: not router.runs("nas-worker"), "no worker runs")
         for service in USERS_OF:
             router.nasctl("user", "add", "--service", service, "anna", "--password", "pass-anna", "--no-apply")
         program = STATE / "share" / "traced_run"
@@ -137,8 +137,8 @@ def content(router, path, reader="cat"):
 
 
 def listing(router):
-    """Every path of the places that services write to, with its rights and its time of change, but for the stores: to ask
-    them stirs the files beside them."""
+    """Every path of the places that services write to, with its rights and its time of change, but for the stores: to
+    ask them stirs the files beside them."""
     places = "/etc /tmp/webroot /tmp/cur/ /tmp/mnt/Disk1"
     script = f"find {places} -xdev -exec stat -c '%a %F %Y %Z %s %n' {{}} + 2>/dev/null"
     lines = router.execute("sh", "-c", script, check=False).stdout.splitlines()

@@ -46,7 +46,7 @@ def connect(router, network, address):
 
 def test_a_job_from_the_lan_is_printed(router, printer):
     assert status(router) == {"server": True, "queue": "ready", "name": QUEUE}
-    assert router.events()[-1]["id"] == "@{83}"
+    wait_until(lambda: router.events()[-1]["id"] == "@{83}", "the user is told")
 
     print_text(router, "lan", LAN, "Dear grandmother\n")
 
@@ -70,6 +70,7 @@ def performed(router):
 
 
 def test_without_sharing_nothing_is_started(router):
+    router.settle()
     before = performed(router)
     router.nasctl("printer", "set", "sharing=off")
     wait_until(lambda: performed(router) == before + 1, "the setting is taken over")

@@ -83,13 +83,18 @@ NO_CHANGE = "NT_STATUS_ACCESS_DENIED"
 def samba(router, two_disks):
     router.add_users("samba", USERS)
     router.switch_on("samba", name="NALVEX", recycle="on", smb1="off", smb2="on")
-    wait_until(lambda: Client(router, "anna", PASSWORDS["anna"]).shares(), "shares are shown")
+    wait_until_served(router)
     yield
     router.leave("samba")
 
 
 def client_of(router, user, **options):
     return Client(router, user, PASSWORDS[user], **options)
+
+
+def wait_until_served(router, **options):
+    """The daemons go to the background before they listen."""
+    wait_until(client_of(router, "anna", **options).shares, "shares are shown")
 
 
 def folder_on_disk(router, share):
@@ -248,6 +253,7 @@ def test_other_dialects_are_refused(router, samba, only):
 @pytest.fixture(scope="module")
 def other_settings(router, samba):
     router.switch_on("samba", smb1="on", recycle="off")
+    wait_until_served(router)
 
 
 @pytest.mark.parametrize(("oldest", "newest"), [("NT1", "NT1"), ("SMB2", "SMB3")])
@@ -265,6 +271,7 @@ def test_without_a_recycle_bin_deleted_is_deleted(router, other_settings):
 
 def test_the_oldest_dialect_is_spoken_alone(router, other_settings):
     router.switch_on("samba", smb2="off")
+    wait_until_served(router, oldest="NT1", newest="NT1")
 
     check_that_it_serves(router, "NT1", "NT1")
     check_that_it_refuses(router, "SMB2")
@@ -276,6 +283,7 @@ def test_killed_it_is_started_again(router, samba):
     router.nasctl("service", "start", "samba")
 
     assert router.runs("nmbd")
+    wait_until_served(router)
     fetched = local_file("fetched")
     client_of(router, "rolf").run("Disk2", "get note.txt /share/fetched")
     assert fetched.read_bytes() == b"Disk2/note.txt"

@@ -2,12 +2,12 @@
 
 import json
 import socket
-import threading
+import subprocess
 import time
 
 import pytest
 
-from conftest import wait_until
+from conftest import PATIENCE, STATE, VR, wait_until, whole_lines
 
 LAN_CLIENT = "192.168.1.10"
 
@@ -57,22 +57,22 @@ def test_status_counts_who_is_connected(router, at_work):
     wait_until(lambda: services(router)["ftp"]["clients"] == [], "the client is gone")
 
 
-def test_events_are_followed(router, at_work):
-    lines = []
+def test_events_are_followed(router, at_work, tmp_path):
+    """Who sees the last event of before sees all that come after it."""
 
-    def follow():
-        lines.extend(
-            router.execute("timeout", "8", "nasctl", "--json", "events", "--follow", "-n", "0", check=False)
-            .stdout.splitlines()
-        )
+    def seen():
+        return [(event["id"], event["detail"]) for event in map(json.loads, whole_lines(tmp_path / "events"))]
 
-    follower = threading.Thread(target=follow)
-    follower.start()
-    time.sleep(1)
-    router.switch_off("ftp")
-    follower.join()
-
-    assert [(event["id"], event["detail"]) for event in map(json.loads, lines)][-1:] == [("@{107}", "@{98}")]
+    words = [VR, "--state", STATE, "exec", "nasctl", "--json", "events", "--follow", "-n", "1"]
+    with (tmp_path / "events").open("w") as output:
+        follower = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=output)
+        try:
+            wait_until(lambda: seen() == [("@{106}", "@{98}")], "the last event is shown")
+            router.switch_off("ftp")
+            wait_until(lambda: seen()[-1] == ("@{107}", "@{98}"), "the next ones are shown as well")
+        finally:
+            router.execute("killall", "nasctl")
+            follower.wait(PATIENCE)
 
 
 def test_the_installed_host_is_right(router):

@@ -60,9 +60,9 @@ def default_route(router):
 
 
 def test_the_wan_moves_to_the_phone_and_back(router, mirror):
-    assert seen_address(router) == GATEWAY
+    wait_until(lambda: seen_address(router) == GATEWAY, "the internet is reached through the cable")
     router.vr("phone", "in")
-    assert router.events()[-1]["id"] == "@{125}"
+    wait_until(lambda: router.events()[-1]["id"] == "@{125}", "the user is told of the phone")
     assert not router.runs("usbdhclient")  # the cable has priority
 
     router.vr("cable", "out")
@@ -74,6 +74,7 @@ def test_the_wan_moves_to_the_phone_and_back(router, mirror):
 
     router.vr("cable", "in")
     wait_until(lambda: seen_address(router) == GATEWAY, "the internet is reached through the cable")
+    router.settle()
     assert default_route(router) == ["default via 10.20.0.1 dev wan1"]
     assert router.read("/etc/resolv.conf") == "nameserver 11.0.0.2\n"
     assert router.read("/var/run/nas/dhcp-options") == "option:dns-server,11.0.0.2\n"
@@ -87,7 +88,7 @@ def test_a_phone_that_is_pulled_out_gives_the_wan_back(router, mirror):
 
     router.vr("phone", "out")
 
-    assert router.events()[-1]["id"] == "@{124}"
+    wait_until(lambda: router.events()[-1]["id"] == "@{124}", "the user is told that the phone is gone")
     wait_until(lambda: not router.runs("usbdhclient"), "the phone's client has ended")
     wait_until(lambda: default_route(router) == ["default via 10.20.0.1 dev wan1"], "the route is the cable's")
     assert seen_address(router) is None
@@ -104,6 +105,7 @@ def test_switched_off_the_phone_is_left_alone(router, mirror):
 
     wait_until(lambda: not router.runs("usbdhclient"), "the phone's client has ended")
     assert seen_address(router) is None
-    assert "usb_tethering" not in router.read("/var/run/nas/schedule")
+    router.settle()
+    assert "tethering" not in router.read("/var/run/nas/schedule")
     router.nasctl("tethering", "set", "on")
     wait_until(lambda: seen_address(router) == PHONE, "the internet is reached through the phone")

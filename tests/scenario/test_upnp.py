@@ -80,8 +80,8 @@ def greeting_from_the_internet(router):
 def test_what_a_service_opens_is_mapped_until_it_is_switched_off(router):
     router.switch_on("ftp")
     wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are mapped")
-    assert standing(router) == {21: "mapped", 9000: "mapped"}
-    assert router.nasctl_json("upnp")["external_address"] == GATEWAY
+    wait_until(lambda: standing(router) == {21: "mapped", 9000: "mapped"}, "the agent knows it")
+    wait_until(lambda: router.nasctl_json("upnp")["external_address"] == GATEWAY, "the gateway tells its address")
     wait_until(lambda: greeting_from_the_internet(router).startswith(b"220 "), "the daemon answers")
 
     router.switch_off("ftp")
@@ -122,7 +122,8 @@ def test_a_gateway_that_forgot_is_told_again(router, renewing):
 def test_a_gateway_that_comes_later_is_found(router, no_gateway):
     router.switch_on("ftp")
     assert router.nasctl_json("upnp")["gateway"] is None
-    assert standing(router).items() >= {21: "waiting", 9000: "waiting"}.items()
+    waiting = {21: "waiting", 9000: "waiting"}.items()
+    wait_until(lambda: standing(router).items() >= waiting, "the agent has been asked for both")
 
     start_gateway(router)
 
@@ -136,7 +137,8 @@ def test_an_agent_that_is_started_anew_goes_on(router, signal):
 
     restart_agent(router, signal)
 
-    assert gateway_maps(router) == FTP_PORTS
+    assert forwarded(router) == 2
+    wait_until(lambda: gateway_maps(router) == FTP_PORTS, "both ports are still mapped")
     router.switch_off("ftp")
     wait_until(lambda: gateway_maps(router) == {}, "it takes requests")
 

@@ -224,6 +224,5 @@ def test_switched_off_it_is_gone_and_the_user_is_told(router, ftp_off):
 
 
 def test_a_server_that_dies_comes_back(router, open_to_all):
-    router.execute("kill", "-9", router.read(f"/var/run/lighttpd.pid.{WEB}").strip())
-    wait_until(lambda: not answers(router), "it is gone")
+    router.kill("lighttpd")
     wait_for_server(router)
