@@ -16,5 +16,5 @@ checked=$(git ls-files "$@")
 printf '%s\n' $checked | xargs -P "$(nproc)" -n 4 clang-tidy -p build/clang --quiet
 
 # shellcheck disable=SC2046
-shellcheck -x -P . $(git grep -lE '^#!/(usr/bin/env bash|bin/(ba)?sh)' -- . ':!*.md')
+shellcheck -x -P . $(git grep -lE '^(#!/(usr/bin/env bash|bin/(ba)?sh)|# shellcheck shell=)' -- . ':!*.md')
 echo "lint: clean"

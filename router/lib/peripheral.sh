@@ -3,7 +3,10 @@
 
 # want_in_or_out COMMAND WORD...
 want_in_or_out() {
-    [ $# -eq 2 ] && [[ $2 =~ ^(in|out)$ ]] || usage "$1: in or out?"
+    case $#,${2:-} in
+    2,in | 2,out) ;;
+    *) usage "$1: in or out?" ;;
+    esac
     need_root
     lock_state
     need_up
@@ -12,7 +15,7 @@ want_in_or_out() {
 # peripheral attach|detach printer|phone
 peripheral() {
     in_router test -x /sbin/hotplug || die 'nobody handles devices in this root: bring it up with --stage'
-    in_router sh -s "$@" <"$ROUTER/world/peripheral.sh"
+    in_router usbperipheral "$@"
 }
 
 is_plugged_in() { in_router test -e "/sys/bus/usb/devices/$1"; }

@@ -98,6 +98,7 @@ fill_usr() {
         ln -s "lighttpd/$name" "$usr/lib/$name"
     done
     install -m 700 "$ROUTER/adapters/cups-usb-backend" "$usr/lib/cups/backend/usb"
+    install -m 644 "$ROUTER/root/usbdevice.sh" "$usr/libexec/usbdevice.sh"
 }
 
 # --- the router's root: /bin and /sbin are real, so that an adapter in /sbin does not hide the program in /usr/sbin ---
@@ -114,7 +115,7 @@ fill_root() {
         "$CC" -std=gnu99 -static -Os -s -o "$root/sbin/$name" "$ROUTER/root/$name.c" ||
             die "cannot compile router/root/$name.c"
     done
-    install -m 755 "$ROUTER/root/usbport" "$root/sbin/usbport"
+    for name in usbport usbperipheral; do install -m 755 "$ROUTER/root/$name" "$root/sbin/$name"; done
 }
 
 # What is written at run time is below /tmp, as in a firmware with a read-only flash.
