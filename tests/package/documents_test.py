@@ -5,8 +5,10 @@ import re
 import sys
 from pathlib import Path
 
-# Where tests are named: in every row of a table whose last column is titled so.
+# Where tests are named: in every item of a list that is said to do so.
 NAMING = ["SECURITY.md"]
+NAMING_LIST = re.compile(r"each\swith its tests:\n\n((?:(?:- |  ).*\n)+)")
+TEST_NAME = re.compile(r"`([A-Z]\w+\.[A-Z]\w+|tests/[^`]+)`")
 TEST_OF_CPP = re.compile(r"^TEST(?:_F|_P)?\((\w+), (\w+)\)", re.MULTILINE)
 
 
@@ -38,13 +40,13 @@ def exists(source, known, name):
 
 def unknown_tests(source, known, path):
     text = path.read_text(encoding="utf-8")
-    named = re.findall(r"`([A-Z]\w+\.[A-Z]\w+|tests/[^`]+)`", text)
+    named = TEST_NAME.findall(text)
     yield from (f"{path.name}: there is no test {name}" for name in named if not exists(source, known, name))
     if not named:
         yield f"{path.name}: names no test"
-    for table in re.findall(r"^\|.*\| tests \|\n\|[-| ]*\n((?:\|.*\n)+)", text, re.MULTILINE):
-        yield from (f"{path.name}: no test in: {row}" for row in table.splitlines()
-                    if not row.rstrip(" |").endswith("`"))
+    for items in NAMING_LIST.findall(text):
+        yield from (f"{path.name}: no test in: {item.splitlines()[0]}"
+                    for item in re.split(r"^- ", items, flags=re.MULTILINE)[1:] if not TEST_NAME.search(item))
 
 
 def main(source):
