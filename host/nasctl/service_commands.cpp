@@ -82,11 +82,6 @@ void apply(const ServiceControl &control, const char *mode, bool should_run)
     check_state(state, should_run);
 }
 
-bool is_enabled(const ServiceControl &control)
-{
-    return control.show().at("enabled").get<bool>();
-}
-
 void apply_record(const ServiceControl &control, bool no_apply)
 {
     if (no_apply)
@@ -164,10 +159,10 @@ void add_switch(CLI::App &service, const std::shared_ptr<Arguments> &arguments, 
 
 bool restart_if_enabled(const std::string &name)
 {
-    const ServiceControl *control = find_control(name);
-    if (control == nullptr || !is_enabled(*control))
+    const ServiceControl &control = service_control(name);
+    if (!is_enabled(control))
         return false;
-    check_state(run_service(*control, nullptr, true), true);
+    check_state(run_service(control, nullptr, true), true);
     return true;
 }
 

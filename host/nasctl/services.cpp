@@ -26,35 +26,32 @@ int count_processes(const char *process_name)
     return count;
 }
 
-} // namespace
-
-const ServiceControl *find_control(const std::string &name)
+[[noreturn]] void refuse_unknown(const std::string &name)
 {
-    for (const ServiceControl *control : controls) {
-        if (name == control->name)
-            return control;
-    }
-    return nullptr;
+    std::string known;
+    for (const ServiceControl *control : controls)
+        known += std::string(known.empty() ? "" : ", ") + control->name;
+    throw UsageError("there is no service \"" + name + "\" (services: " + known + ")");
 }
+
+} // namespace
 
 const NasServiceInfo &service_info(const std::string &name)
 {
-    std::string known;
     for (const NasServiceInfo *info = nas_service_table; info->name != nullptr; info++) {
         if (name == info->name)
             return *info;
-        known += std::string(known.empty() ? "" : ", ") + info->name;
     }
-    throw UsageError("there is no service \"" + name + "\" (services: " + known + ")");
+    refuse_unknown(name);
 }
 
 const ServiceControl &service_control(const std::string &name)
 {
-    service_info(name);
-    const ServiceControl *control = find_control(name);
-    if (control == nullptr)
-        throw Failure(name + ": not available in this version");
-    return *control;
+    for (const ServiceControl *control : controls) {
+        if (name == control->name)
+            return *control;
+    }
+    refuse_unknown(name);
 }
 
 void refuse(const std::string &service, const std::string &key, const std::string &value, const std::string &problem)
@@ -81,18 +78,22 @@ Assignments parse_assignments(const std::vector<std::string> &texts)
     return assignments;
 }
 
-/* The record's own flag is shown: the library counts a service without its disk as switched off. */
+/* The record's own flag: the library counts a service without its disk as switched off. */
+bool is_enabled(const ServiceControl &control)
+{
+    return control.show().at("enabled").get<bool>();
+}
+
 ServiceState service_state(const NasServiceInfo &info)
 {
-    const ServiceControl *control = find_control(info.name);
+    const ServiceControl &control = service_control(info.name);
     ServiceState state;
     state.name = info.name;
-    state.available = control != nullptr;
-    state.enabled = control != nullptr ? control->show().at("enabled").get<bool>() : get_service_enable(info.name) != 0;
+    state.enabled = is_enabled(control);
     state.running = count_processes(info.process_name);
     state.needed = info.min_processes;
-    if (state.enabled && control != nullptr)
-        state.obstacle = control->obstacle();
+    if (state.enabled)
+        state.obstacle = control.obstacle();
     return state;
 }
 
@@ -109,19 +110,15 @@ std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceStat
     std::vector<std::vector<std::string>> rows = {{"SERVICE", "ENABLED", "RUNNING", "REMARK"}};
     for (const ServiceState &state : states) {
         std::string running = std::to_string(state.running) + " of " + std::to_string(state.needed);
-        rows.push_back({state.name, yes_or_no(state.enabled), running,
-                        state.available ? state.obstacle : "not available in this version"});
+        rows.push_back({state.name, yes_or_no(state.enabled), running, state.obstacle});
     }
     return rows;
 }
 
 Json service_json(const ServiceState &state)
 {
-    Json json = {{"name", state.name},
-                 {"available", state.available},
-                 {"enabled", state.enabled},
-                 {"running", state.running},
-                 {"needed", state.needed}};
+    Json json = {
+        {"name", state.name}, {"enabled", state.enabled}, {"running", state.running}, {"needed", state.needed}};
     if (!state.obstacle.empty())
         json["obstacle"] = state.obstacle;
     return json;

@@ -43,26 +43,21 @@ Assignments parse_assignments(const std::vector<std::string> &texts);
 
 struct ServiceState {
     std::string name;
-    bool available = false; /* this version can change and run it */
     bool enabled = false;
     int running = 0;
     int needed = 0;
     std::string obstacle;
 };
 
-/* Throws for an unknown service. */
+/* Both throw a UsageError for an unknown service. */
 const NasServiceInfo &service_info(const std::string &name);
-
-/* Throws for an unknown service and for one that this version cannot change. */
 const ServiceControl &service_control(const std::string &name);
-
-/* Null for a service that this version cannot change. */
-const ServiceControl *find_control(const std::string &name);
 
 /* Runs a service that is switched on anew, so that it sees what changed; false when there is nothing to run. Throws
  * when it does not run then. Defined in service_commands.cpp. */
 bool restart_if_enabled(const std::string &name);
 
+bool is_enabled(const ServiceControl &control);
 ServiceState service_state(const NasServiceInfo &info);
 std::vector<ServiceState> all_service_states();
 

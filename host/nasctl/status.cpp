@@ -63,8 +63,7 @@ std::string internet_standing(const std::vector<int> &ports, const upnp::State &
 
 std::string disk_of(const char *service)
 {
-    const ServiceControl *control = find_control(service);
-    return control != nullptr ? control->show().value("disk", "") : "";
+    return service_control(service).show().value("disk", "");
 }
 
 std::string kind_word(const std::string &interface_class)

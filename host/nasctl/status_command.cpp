@@ -50,8 +50,6 @@ std::string disk_text(const ServiceStatus &status)
 
 std::string remark(const ServiceStatus &status)
 {
-    if (!status.state.available)
-        return "not available in this version";
     return status.starting ? "is being started" : status.state.obstacle;
 }
 

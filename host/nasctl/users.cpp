@@ -125,9 +125,8 @@ void apply_change(NasUser &user, const UserService &service, const UserChange &c
 
 void check_may_go(const std::string &service)
 {
-    const ServiceControl *control = find_control(service);
-    if (control != nullptr && control->user_guards_it != nullptr && control->user_guards_it() &&
-        control->show().at("enabled").get<bool>())
+    const ServiceControl &control = service_control(service);
+    if (control.user_guards_it != nullptr && control.user_guards_it() && is_enabled(control))
         throw Failure(service + ": without its user it would let everybody in; switch it off first");
 }
 

@@ -8,9 +8,6 @@
 namespace nasplan
 {
 
-/* A service's callback is exported under the service's name; the web file service's has a name of its own. */
-bool has_callback(const std::string &service);
-
 struct Run {
     int result = 0;
     std::vector<std::string> lines;   /* the recording host's */

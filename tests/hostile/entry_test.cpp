@@ -146,16 +146,14 @@ TEST_F(Entry, UsersFolders)
 TEST_F(Entry, ServiceSettings)
 {
     for (const NasServiceInfo *service = nas_service_table; service->name != nullptr; service++) {
-        const nasctl::ServiceControl *control = nasctl::find_control(service->name);
-        if (control == nullptr)
-            continue;
-        for (const std::string &part : nashost::split(control->keys, ',')) {
+        const nasctl::ServiceControl &control = nasctl::service_control(service->name);
+        for (const std::string &part : nashost::split(control.keys, ',')) {
             const std::string key(nashost::trimmed(part));
             FOR_EACH_TEXT(text, 43)
             {
                 const bool taken = takes([&] {
-                    control->set({{key, text}}, true);
-                    const auto now = control->show()[key];
+                    control.set({{key, text}}, true);
+                    const auto now = control.show()[key];
                     private_root::put_file("/nas/now", now.is_string() ? now.get<std::string>() : now.dump());
                 });
                 if (!taken) {
