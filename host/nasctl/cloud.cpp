@@ -4,7 +4,6 @@
 #include "disks.h"
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "users.h"
 #include "validate.h"
 
@@ -44,17 +43,14 @@ CloudShareConfig stored_config(const CloudService &service)
 void set_one(const CloudService &service, CloudShareConfig &config, const std::string &key, const std::string &value,
              bool force)
 {
-    if (key == "port") {
+    if (key == "port")
         config.port = port_setting(service.name, key, value, false);
-    } else if (key == "disk") {
-        check_disk(service.name, value, force);
-        nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
-    } else if (key == "folder") {
-        refuse(service.name, key, value, problem_with_module(value, service.longest_folder));
-        nashost::copy_cut(config.folder, sizeof config.folder, value);
-    } else {
-        throw UsageError(std::string(service.name) + ": there is no setting \"" + key + "\" (settings: " + keys + ")");
-    }
+    else if (key == "disk")
+        set_disk(config.disk_name, service.name, value, force);
+    else if (key == "folder")
+        set_text(config.folder, service.name, key, value, problem_with_module(value, service.longest_folder));
+    else
+        refuse_key(service_control(service.name), key);
 }
 
 /* A link on a disk would lead the daemon to any file of the router. */
@@ -87,11 +83,10 @@ Json show(const CloudService &service)
 void store(const CloudService &service, const CloudShareConfig &config)
 {
     service.put(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    CloudShareConfig stored = stored_config(service);
-    if (stored.enable != config.enable || stored.port != config.port ||
-        std::string_view(stored.disk_name) != config.disk_name || std::string_view(stored.folder) != config.folder)
-        throw Failure(std::string(service.name) + ": the record could not be stored");
+    const CloudShareConfig stored = stored_config(service);
+    check_stored(service.name, stored.enable == config.enable && stored.port == config.port &&
+                                   std::string_view(stored.disk_name) == config.disk_name &&
+                                   std::string_view(stored.folder) == config.folder);
 }
 
 void set(const CloudService &service, const Assignments &changes, bool force)

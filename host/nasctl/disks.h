@@ -2,6 +2,8 @@
 #ifndef NASCTL_DISKS_H
 #define NASCTL_DISKS_H
 
+#include "text.h"
+
 #include <string>
 
 namespace nasctl
@@ -12,6 +14,14 @@ std::string disk_path(const std::string &disk);
 
 /* Throws when the service's setting "disk" is refused; `force` also takes a disk that is not mounted. */
 void check_disk(const std::string &service, const std::string &disk, bool force);
+
+/* Sets the disk of a record; throws as check_disk(). */
+template <size_t size>
+void set_disk(char (&field)[size], const std::string &service, const std::string &disk, bool force)
+{
+    check_disk(service, disk, force);
+    nashost::copy_cut(field, size, disk);
+}
 
 /* Throws a Failure when no disk is set. */
 void need_disk(const std::string &service, const std::string &disk);

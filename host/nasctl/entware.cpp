@@ -6,7 +6,6 @@
 #include "disks.h"
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "validate.h"
 
 namespace nasctl
@@ -48,25 +47,21 @@ void store(const EntwareConfig &config)
     iconfig_set_value_direct("entware_run", config.run != 0 ? "1" : "0");
     iconfig_set_value_direct("entware_hddname", config.disk_name);
     iconfig_set_value_direct("entware_folder", config.folder);
-    EntwareConfig stored = stored_config();
-    if (stored.run != config.run || std::string_view(stored.disk_name) != config.disk_name ||
-        std::string_view(stored.folder) != config.folder)
-        throw Failure("entware: the settings could not be stored");
+    const EntwareConfig stored = stored_config();
+    check_stored("entware", stored.run == config.run && std::string_view(stored.disk_name) == config.disk_name &&
+                                std::string_view(stored.folder) == config.folder);
 }
 
 void set(const Assignments &changes, bool force)
 {
     EntwareConfig config = stored_config();
     for (const auto &[key, value] : changes) {
-        if (key == "disk") {
-            check_disk("entware", value, force);
-            nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
-        } else if (key == "folder") {
-            refuse("entware", key, value, problem_with_environment_folder(value));
-            nashost::copy_cut(config.folder, sizeof config.folder, value);
-        } else {
-            throw UsageError("entware: there is no setting \"" + key + "\" (settings: " + entware_control.keys + ")");
-        }
+        if (key == "disk")
+            set_disk(config.disk_name, "entware", value, force);
+        else if (key == "folder")
+            set_text(config.folder, "entware", key, value, problem_with_environment_folder(value));
+        else
+            refuse_key(entware_control, key);
     }
     store(config);
 }

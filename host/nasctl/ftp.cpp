@@ -3,7 +3,6 @@
 
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "validate.h"
 
 namespace nasctl
@@ -16,12 +15,6 @@ FtpdConfig stored_config()
     FtpdConfig config = {};
     get_ftpd_config(&config);
     return config;
-}
-
-void set_charset(FtpdConfig &config, const std::string &value)
-{
-    refuse("ftp", "charset", value, problem_with_charset(value, sizeof config.charset - 1));
-    nashost::copy_cut(config.charset, sizeof config.charset, value);
 }
 
 void check_ports(const FtpdConfig &config)
@@ -43,11 +36,9 @@ Json show()
 void store(const FtpdConfig &config)
 {
     set_ftpd_config(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    FtpdConfig stored = stored_config();
-    if (stored.enable != config.enable || stored.port != config.port || stored.web_port != config.web_port ||
-        std::string_view(stored.charset) != config.charset)
-        throw Failure("ftp: the record could not be stored");
+    const FtpdConfig stored = stored_config();
+    check_stored("ftp", stored.enable == config.enable && stored.port == config.port &&
+                            stored.web_port == config.web_port && std::string_view(stored.charset) == config.charset);
 }
 
 void set(const Assignments &changes, bool)
@@ -60,9 +51,9 @@ void set(const Assignments &changes, bool)
         else if (key == "web-port")
             config.web_port = port_setting("ftp", key, value, true);
         else if (key == "charset")
-            set_charset(config, value);
+            set_text(config.charset, "ftp", key, value, problem_with_charset(value, sizeof config.charset - 1));
         else
-            throw UsageError("ftp: there is no setting \"" + key + "\" (settings: " + ftp_control.keys + ")");
+            refuse_key(ftp_control, key);
     }
     check_ports(config);
     store(config);

@@ -3,7 +3,6 @@
 #include "disks.h"
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "validate.h"
 
 namespace nasctl
@@ -18,24 +17,6 @@ MediaConfig stored_config()
     return config;
 }
 
-void set_name(MediaConfig &config, const std::string &value)
-{
-    refuse("media", "name", value, problem_with_record_text(value, sizeof config.friendly_name - 1));
-    nashost::copy_cut(config.friendly_name, sizeof config.friendly_name, value);
-}
-
-void set_disk(MediaConfig &config, const std::string &value, bool force)
-{
-    check_disk("media", value, force);
-    nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
-}
-
-void set_folder(MediaConfig &config, const std::string &value)
-{
-    refuse("media", "folder", value, problem_with_folder(value));
-    nashost::copy_cut(config.folder, sizeof config.folder, value);
-}
-
 Json show()
 {
     MediaConfig config = stored_config();
@@ -48,11 +29,11 @@ Json show()
 void store(const MediaConfig &config)
 {
     set_media_config(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    MediaConfig stored = stored_config();
-    if (stored.enabled != config.enabled || std::string_view(stored.friendly_name) != config.friendly_name ||
-        std::string_view(stored.disk_name) != config.disk_name || std::string_view(stored.folder) != config.folder)
-        throw Failure("media: the record could not be stored");
+    const MediaConfig stored = stored_config();
+    check_stored("media", stored.enabled == config.enabled &&
+                              std::string_view(stored.friendly_name) == config.friendly_name &&
+                              std::string_view(stored.disk_name) == config.disk_name &&
+                              std::string_view(stored.folder) == config.folder);
 }
 
 void set(const Assignments &changes, bool force)
@@ -60,13 +41,14 @@ void set(const Assignments &changes, bool force)
     MediaConfig config = stored_config();
     for (const auto &[key, value] : changes) {
         if (key == "name")
-            set_name(config, value);
+            set_text(config.friendly_name, "media", key, value,
+                     problem_with_record_text(value, sizeof config.friendly_name - 1));
         else if (key == "disk")
-            set_disk(config, value, force);
+            set_disk(config.disk_name, "media", value, force);
         else if (key == "folder")
-            set_folder(config, value);
+            set_text(config.folder, "media", key, value, problem_with_folder(value));
         else
-            throw UsageError("media: there is no setting \"" + key + "\" (settings: " + media_control.keys + ")");
+            refuse_key(media_control, key);
     }
     store(config);
 }

@@ -2,7 +2,6 @@
 
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "validate.h"
 
 #include <strings.h>
@@ -21,19 +20,12 @@ SambaConfig stored_config()
     return config;
 }
 
-template <size_t size>
-void set_network_name(char (&field)[size], const std::string &key, const std::string &value)
-{
-    refuse("samba", key, value, problem_with_network_name(value));
-    nashost::copy_cut(field, size, value);
-}
-
 void set_one(SambaConfig &config, const std::string &key, const std::string &value)
 {
     if (key == "name")
-        set_network_name(config.server_name, key, value);
+        set_text(config.server_name, "samba", key, value, problem_with_network_name(value));
     else if (key == "workgroup")
-        set_network_name(config.workgroup, key, value);
+        set_text(config.workgroup, "samba", key, value, problem_with_network_name(value));
     else if (key == "recycle")
         config.recycle = on_or_off("samba", key, value);
     else if (key == "smb1")
@@ -41,7 +33,7 @@ void set_one(SambaConfig &config, const std::string &key, const std::string &val
     else if (key == "smb2")
         config.smb2 = on_or_off("samba", key, value);
     else
-        throw UsageError("samba: there is no setting \"" + key + "\" (settings: " + samba_control.keys + ")");
+        refuse_key(samba_control, key);
 }
 
 Json show()
@@ -54,12 +46,11 @@ Json show()
 void store(SambaConfig config)
 {
     set_samba_config(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    SambaConfig stored = stored_config();
-    if (stored.enabled != config.enabled || stored.recycle != config.recycle || stored.smb1 != config.smb1 ||
-        stored.smb2 != config.smb2 || std::string_view(stored.server_name) != config.server_name ||
-        std::string_view(stored.workgroup) != config.workgroup)
-        throw Failure("samba: the record could not be stored");
+    const SambaConfig stored = stored_config();
+    check_stored("samba", stored.enabled == config.enabled && stored.recycle == config.recycle &&
+                              stored.smb1 == config.smb1 && stored.smb2 == config.smb2 &&
+                              std::string_view(stored.server_name) == config.server_name &&
+                              std::string_view(stored.workgroup) == config.workgroup);
 }
 
 void set(const Assignments &changes, bool)

@@ -60,6 +60,18 @@ void refuse(const std::string &service, const std::string &key, const std::strin
         throw UsageError(service + ": " + key + " \"" + value + "\" is refused: " + problem);
 }
 
+void refuse_key(const ServiceControl &control, const std::string &key)
+{
+    throw UsageError(std::string(control.name) + ": there is no setting \"" + key + "\" (settings: " + control.keys +
+                     ")");
+}
+
+void check_stored(const std::string &service, bool is_stored)
+{
+    if (!is_stored)
+        throw Failure(service + ": the record could not be stored");
+}
+
 int on_or_off(const std::string &service, const std::string &key, const std::string &value)
 {
     refuse(service, key, value, value == "on" || value == "off" ? "" : "it is on or off");

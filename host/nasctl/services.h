@@ -3,6 +3,7 @@
 #define NASCTL_SERVICES_H
 
 #include "output.h"
+#include "text.h"
 
 #include <string>
 #include <utility>
@@ -63,6 +64,22 @@ std::vector<ServiceState> all_service_states();
 
 /* Throws a UsageError when `value` is refused for a problem: text of validate.h, empty for none. */
 void refuse(const std::string &service, const std::string &key, const std::string &value, const std::string &problem);
+
+/* Throws a UsageError: the service has no such setting. */
+[[noreturn]] void refuse_key(const ServiceControl &control, const std::string &key);
+
+/* Sets a text of a record; throws as refuse(). */
+template <size_t size>
+void set_text(char (&field)[size], const std::string &service, const std::string &key, const std::string &value,
+              const std::string &problem)
+{
+    refuse(service, key, value, problem);
+    nashost::copy_cut(field, size, value);
+}
+
+/* Throws a Failure unless the record is stored: the library does not say whether it could write, so what was written is
+ * looked at. */
+void check_stored(const std::string &service, bool is_stored);
 
 /* 1 for "on", 0 for "off"; throws a UsageError for anything else. */
 int on_or_off(const std::string &service, const std::string &key, const std::string &value);

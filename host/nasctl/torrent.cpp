@@ -3,7 +3,6 @@
 #include "disks.h"
 #include "ports.h"
 #include "services.h"
-#include "text.h"
 #include "users.h"
 #include "validate.h"
 
@@ -19,18 +18,6 @@ TorrentConfig stored_config()
     return config;
 }
 
-void set_disk(TorrentConfig &config, const std::string &value, bool force)
-{
-    check_disk("torrent", value, force);
-    nashost::copy_cut(config.disk_name, sizeof config.disk_name, value);
-}
-
-void set_folder(TorrentConfig &config, const std::string &value)
-{
-    refuse("torrent", "folder", value, problem_with_torrent_folder(value));
-    nashost::copy_cut(config.folder, sizeof config.folder, value);
-}
-
 Json show()
 {
     TorrentConfig config = stored_config();
@@ -41,11 +28,10 @@ Json show()
 void store(const TorrentConfig &config)
 {
     set_torrent_config(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    TorrentConfig stored = stored_config();
-    if (stored.enabled != config.enabled || stored.port != config.port ||
-        std::string_view(stored.disk_name) != config.disk_name || std::string_view(stored.folder) != config.folder)
-        throw Failure("torrent: the record could not be stored");
+    const TorrentConfig stored = stored_config();
+    check_stored("torrent", stored.enabled == config.enabled && stored.port == config.port &&
+                                std::string_view(stored.disk_name) == config.disk_name &&
+                                std::string_view(stored.folder) == config.folder);
 }
 
 void set(const Assignments &changes, bool force)
@@ -56,11 +42,11 @@ void set(const Assignments &changes, bool force)
         if (key == "port")
             config.port = port_setting("torrent", key, value, false);
         else if (key == "disk")
-            set_disk(config, value, force);
+            set_disk(config.disk_name, "torrent", value, force);
         else if (key == "folder")
-            set_folder(config, value);
+            set_text(config.folder, "torrent", key, value, problem_with_torrent_folder(value));
         else
-            throw UsageError("torrent: there is no setting \"" + key + "\" (settings: " + torrent_control.keys + ")");
+            refuse_key(torrent_control, key);
     }
     if (config.enabled != 0)
         check_ports_are_free("torrent", {config.port});

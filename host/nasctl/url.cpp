@@ -36,10 +36,8 @@ Json show()
 void store(const UrlServiceConfig &config)
 {
     set_urlsvc_config(&config);
-    // The library does not say whether it could write, so what was written is looked at.
-    UrlServiceConfig stored = stored_config();
-    if (stored.enable != config.enable || stored.port != config.port || stored.auth != config.auth)
-        throw Failure("url: the record could not be stored");
+    const UrlServiceConfig stored = stored_config();
+    check_stored("url", stored.enable == config.enable && stored.port == config.port && stored.auth == config.auth);
 }
 
 bool user_guards_it()
@@ -63,7 +61,7 @@ void set(const Assignments &changes, bool)
         else if (key == "auth")
             config.auth = on_or_off("url", key, value);
         else
-            throw UsageError("url: there is no setting \"" + key + "\" (settings: " + url_control.keys + ")");
+            refuse_key(url_control, key);
     }
     check_port(config);
     if (config.enable != 0 && config.auth != 0)
