@@ -52,9 +52,8 @@ void print_state(const ServiceState &state)
 {
     if (json_wanted)
         return print_json(service_json(state));
-    std::string line = state.name + (state.enabled ? ": switched on, " : ": switched off, ") +
-                       std::to_string(state.running) + " of " + std::to_string(state.needed) + " running";
-    print_line(line);
+    print_line(state.name + (state.enabled ? ": switched on, " : ": switched off, ") + running_text(state) +
+               " running");
 }
 
 /* Runs the service as its record says, or as `mode` says; how it stands then. */

@@ -3,6 +3,7 @@
 #include "nas/service.h"
 #include "platform/process.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace nasctl
@@ -117,13 +118,16 @@ std::vector<ServiceState> all_service_states()
     return states;
 }
 
+std::string running_text(const ServiceState &state)
+{
+    return std::to_string(std::min(state.running, state.needed)) + " of " + std::to_string(state.needed);
+}
+
 std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states)
 {
     std::vector<std::vector<std::string>> rows = {{"SERVICE", "ENABLED", "RUNNING", "REMARK"}};
-    for (const ServiceState &state : states) {
-        std::string running = std::to_string(state.running) + " of " + std::to_string(state.needed);
-        rows.push_back({state.name, yes_or_no(state.enabled), running, state.obstacle});
-    }
+    for (const ServiceState &state : states)
+        rows.push_back({state.name, yes_or_no(state.enabled), running_text(state), state.obstacle});
     return rows;
 }
 

@@ -84,6 +84,9 @@ void check_stored(const std::string &service, bool is_stored);
 /* 1 for "on", 0 for "off"; throws a UsageError for anything else. */
 int on_or_off(const std::string &service, const std::string &key, const std::string &value);
 
+/* "1 of 2": how many of the processes run that it needs. Some daemons have more. */
+std::string running_text(const ServiceState &state);
+
 /* The states as a table's rows with a heading, and as JSON. */
 std::vector<std::vector<std::string>> service_rows(const std::vector<ServiceState> &states);
 Json service_json(const ServiceState &state);

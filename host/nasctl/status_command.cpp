@@ -59,8 +59,7 @@ std::vector<std::vector<std::string>> status_rows(const std::vector<ServiceStatu
         {"SERVICE", "ENABLED", "RUNNING", "SINCE", "DISK", "PORTS", "INTERNET", "CLIENTS", "REMARK"}};
     for (const ServiceStatus &status : statuses) {
         const ServiceState &state = status.state;
-        rows.push_back({state.name, yes_or_no(state.enabled),
-                        std::to_string(state.running) + " of " + std::to_string(state.needed), time_text(status.since),
+        rows.push_back({state.name, yes_or_no(state.enabled), running_text(state), time_text(status.since),
                         disk_text(status), ports_text(status.ports), status.internet,
                         std::to_string(status.clients.size()), remark(status)});
     }
