@@ -10,11 +10,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <istream>
-#include <utility>
+#include <sstream>
 
 namespace nashost
 {
@@ -91,11 +92,24 @@ struct stat state_of(const std::string &path)
     return status;
 }
 
-void read_events_behind(const std::string &path, off_t position, std::vector<Event> &events)
+/* The file's lines behind `place`, which moves behind them; all of them when `place` is in another file. A line that is
+ * just being written comes the next time. */
+std::string lines_behind(const std::string &path, LogPlace &place)
 {
-    std::ifstream file(path);
-    file.seekg(position);
-    read_events(std::move(file), events);
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    if (fd < 0 || fstat(fd, &status) != 0)
+        status = {};
+    if (status.st_ino != place.file)
+        place = {status.st_ino, 0};
+    std::string lines(static_cast<size_t>(std::max<off_t>(status.st_size - place.position, 0)), '\0');
+    const ssize_t length = fd < 0 ? 0 : pread(fd, lines.data(), lines.size(), place.position);
+    if (fd >= 0)
+        close(fd);
+    lines.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
+    lines.resize(lines.rfind('\n') + 1);
+    place.position += static_cast<off_t>(lines.size());
+    return lines;
 }
 
 } // namespace
@@ -135,37 +149,31 @@ bool append_event(const Event &event)
     return written;
 }
 
-std::vector<Event> last_events(size_t limit)
-{
-    std::string path = setting("event_log");
-    std::vector<Event> events;
-    read_events(std::ifstream(old_log(path)), events);
-    read_events(std::ifstream(path), events);
-    if (events.size() > limit)
-        events.erase(events.begin(), events.end() - static_cast<std::ptrdiff_t>(limit));
-    return events;
-}
-
 LogPlace end_of_log()
 {
     const struct stat log = state_of(setting("event_log"));
     return {log.st_ino, log.st_size};
 }
 
-/* A line is written at once, so whoever sees its beginning sees all of it. */
+/* When the log is another file, the end of the one before is read as well; it has had its last line by then. */
 std::vector<Event> next_events(LogPlace &place)
 {
     const std::string path = setting("event_log");
-    const struct stat log = state_of(path);
+    LogPlace before = place;
     std::vector<Event> events;
-    if (log.st_ino != place.file) {
-        if (place.file != 0 && state_of(old_log(path)).st_ino == place.file)
-            read_events_behind(old_log(path), place.position, events);
-        place = {log.st_ino, 0};
-    }
-    if (log.st_size > place.position)
-        read_events_behind(path, place.position, events);
-    place.position = log.st_size;
+    const std::string news = lines_behind(path, place);
+    if (place.file != before.file && before.file != 0 && state_of(old_log(path)).st_ino == before.file)
+        read_events(std::istringstream(lines_behind(old_log(path), before)), events);
+    read_events(std::istringstream(news), events);
+    return events;
+}
+
+std::vector<Event> last_events(size_t limit, LogPlace &place)
+{
+    place = {state_of(old_log(setting("event_log"))).st_ino, 0};
+    std::vector<Event> events = next_events(place);
+    if (events.size() > limit)
+        events.erase(events.begin(), events.end() - static_cast<std::ptrdiff_t>(limit));
     return events;
 }
 

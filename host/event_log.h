@@ -29,9 +29,6 @@ std::string filled_in(const std::string &text, std::string_view value);
 /* Appends the event; the time is the present. A log at its bounded size begins anew, the old one is kept once. */
 bool append_event(const Event &event);
 
-/* The last `limit` events, oldest first. */
-std::vector<Event> last_events(size_t limit);
-
 /* How far a reader of the log has come. */
 struct LogPlace {
     ino_t file = 0; /* the log that it reads: it may have become the old one since */
@@ -39,6 +36,9 @@ struct LogPlace {
 };
 
 LogPlace end_of_log();
+
+/* The last `limit` events, oldest first; `place` is behind them. */
+std::vector<Event> last_events(size_t limit, LogPlace &place);
 
 /* The events behind the place, which moves behind them. */
 std::vector<Event> next_events(LogPlace &place);

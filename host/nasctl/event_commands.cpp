@@ -22,7 +22,8 @@ void print_events(size_t limit)
 {
     Json json = Json::array();
     std::vector<std::vector<std::string>> rows = {{"TIME", "EVENT"}};
-    for (const nashost::Event &event : nashost::last_events(limit)) {
+    nashost::LogPlace end;
+    for (const nashost::Event &event : nashost::last_events(limit, end)) {
         json.push_back(event_json(event));
         rows.push_back({event.time, event.text});
     }
@@ -43,8 +44,8 @@ void print_event(const nashost::Event &event)
 /* Until it is interrupted, or nobody reads any more. */
 void follow_events(size_t limit)
 {
-    nashost::LogPlace place = nashost::end_of_log();
-    for (const nashost::Event &event : nashost::last_events(limit))
+    nashost::LogPlace place;
+    for (const nashost::Event &event : nashost::last_events(limit, place))
         print_event(event);
     while (fflush(stdout) == 0 && nashost::wait_for_events(place)) {
         for (const nashost::Event &event : nashost::next_events(place))
