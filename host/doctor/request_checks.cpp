@@ -4,6 +4,7 @@
 #include "doctor/examined_host.h"
 #include "platform/request.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace nasdoctor
@@ -11,14 +12,21 @@ namespace nasdoctor
 namespace
 {
 
-/* Every call within a second. */
+/* Within a second; on a busy machine one call of three. */
 template <class Call>
 std::string at_once(const char *name, Call call)
 {
-    const auto begin = std::chrono::steady_clock::now();
-    call();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    return took.count() < 1 ? "" : std::string(name) + " takes " + std::to_string(took.count()) + " s";
+    constexpr int tries = 3;
+    double shortest = 0;
+    for (int i = 0; i < tries; i++) {
+        const auto begin = std::chrono::steady_clock::now();
+        call();
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+        if (took.count() < 1)
+            return "";
+        shortest = i == 0 ? took.count() : std::min(shortest, took.count());
+    }
+    return std::string(name) + " takes " + std::to_string(shortest) + " s";
 }
 
 std::string nas_requests()
@@ -40,15 +48,7 @@ std::string agent_messages()
 
 std::string signals()
 {
-    return first_of({at_once("signal_update",
-                             [] {
-                                 EXAMINED(signal_update)
-                                 ();
-                             }),
-                     at_once("signal_wan", [] {
-                         EXAMINED(signal_wan)
-                         ();
-                     })});
+    return first_of({at_once("signal_update", EXAMINED(signal_update)), at_once("signal_wan", EXAMINED(signal_wan))});
 }
 
 std::string events()
