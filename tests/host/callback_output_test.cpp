@@ -41,12 +41,12 @@ class PipedChild
     PipedChild(const PipedChild &) = delete;
     PipedChild &operator=(const PipedChild &) = delete;
 
-    /* What comes next; "end" when nobody has the other end any more, "nothing" within five seconds. */
+    /* What comes next; "end" when nobody has the other end any more, "nothing" within a minute. */
     std::string next() const
     {
         char text[256];
         pollfd wanted = {fd_, POLLIN, 0};
-        if (poll(&wanted, 1, 5000) <= 0)
+        if (poll(&wanted, 1, 60 * 1000) <= 0)
             return "nothing";
         ssize_t got = read(fd_, text, sizeof text);
         return got <= 0 ? "end" : std::string(text, static_cast<size_t>(got));
@@ -62,12 +62,17 @@ class PipedChild
     int fd_ = -1;
 };
 
-/* A daemon that keeps what it inherits; it tells its pid, and what became of its later words, in files. */
+bool is_there(const std::string &path)
+{
+    return access(path.c_str(), F_OK) == 0;
+}
+
+/* A daemon that keeps what it inherits; it tells in a file what became of the words that it says when it is told to. */
 void start_daemon(const std::string &result)
 {
     if (fork() != 0)
         return;
-    sleep(1);
+    host_test::wait_until([&] { return is_there(result + ".speak"); });
     ssize_t written = write(STDERR_FILENO, "late\n", 5);
     host_test::put_contents(result, written < 0 && errno == EPERM ? "refused" : "written");
     sleep(30);
@@ -90,8 +95,8 @@ TEST(CallbackOutput, EndsWhileADaemonGoesOn)
     EXPECT_EQ("said on output\n", child.next());
     EXPECT_EQ("end", child.next()) << "the daemon holds the pipe";
     EXPECT_TRUE(child.succeeded());
-    for (int pass = 0; pass < 100 && host_test::contents(result).empty(); pass++)
-        usleep(50 * 1000);
+    host_test::put_contents(result + ".speak", "");
+    EXPECT_TRUE(host_test::wait_until([&] { return !host_test::contents(result).empty(); }));
     EXPECT_EQ("refused", host_test::contents(result)) << "it must live, and must not fill the memory";
     EXPECT_EQ(0, kill(-std::stoi(host_test::contents(result + ".group")), SIGKILL));
 }
@@ -103,7 +108,7 @@ TEST(CallbackOutput, PassesOnAtOnceAndInOrder)
         return nasctl::run_with_output_to_error([&] {
             EXPECT_EQ(3, write(STDOUT_FILENO, "one", 3));
             EXPECT_EQ(3, write(STDERR_FILENO, "two", 3));
-            sleep(2);
+            host_test::wait_until([&] { return is_there(ended + ".go_on"); });
             host_test::put_contents(ended, "yes");
         });
     });
@@ -112,6 +117,7 @@ TEST(CallbackOutput, PassesOnAtOnceAndInOrder)
         text += child.next();
     EXPECT_EQ("onetwo", text);
     EXPECT_EQ("", host_test::contents(ended));
+    host_test::put_contents(ended + ".go_on", "");
     EXPECT_TRUE(child.succeeded());
     EXPECT_EQ("yes", host_test::contents(ended));
 }

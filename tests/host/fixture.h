@@ -27,6 +27,9 @@ bool in_child(const std::function<bool()> &body);
 pid_t start_child(const std::function<bool()> &body);
 bool child_succeeded(pid_t child);
 
+/* Waits until it holds, for a minute at most; whether it does. */
+bool wait_until(const std::function<bool()> &condition);
+
 /* What the platform's headers declare; the character set converter is no part of the host. */
 std::set<std::string> declared_operations();
 

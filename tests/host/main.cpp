@@ -87,6 +87,17 @@ bool in_child(const std::function<bool()> &body)
     return child_succeeded(start_child(body));
 }
 
+bool wait_until(const std::function<bool()> &condition)
+{
+    constexpr int passes = 6000;
+    for (int pass = 0; pass < passes; pass++) {
+        if (condition())
+            return true;
+        usleep(10 * 1000);
+    }
+    return false;
+}
+
 std::set<std::string> declared_operations()
 {
     std::set<std::string> names;

@@ -155,10 +155,10 @@ TEST(ProcessList, CutsLongNamesAndCommandLines)
     std::string word(700, 'w');
     pid_t long_child = fork();
     if (long_child == 0) {
-        execl("/bin/sleep", "sleep", "10", ("0." + std::string(700, '0')).c_str(), nullptr);
+        execl("/bin/sleep", "sleep", "60", ("0." + std::string(700, '0')).c_str(), nullptr);
         _exit(127);
     }
-    usleep(100 * 1000);
+    EXPECT_TRUE(host_test::wait_until([&] { return strcmp(found(nullptr, long_child).name, "sleep") == 0; }));
     EXPECT_EQ(511U, strlen(found(nullptr, long_child).cmdline));
     kill(long_child, SIGKILL);
     waitpid(long_child, nullptr, 0);

@@ -69,8 +69,7 @@ std::string last_event()
 
 std::string wait_for(const std::string &path)
 {
-    for (int pass = 0; pass < 100 && host_test::contents(path).empty(); pass++)
-        usleep(20 * 1000);
+    host_test::wait_until([&] { return !host_test::contents(path).empty(); });
     return host_test::contents(path);
 }
 
@@ -161,12 +160,8 @@ TEST(Hook, OfTheWanKeepsOthersAwayWhileItRuns)
     EXPECT_EQ(0, signal_wan());
     EXPECT_FALSE(std::filesystem::exists(result));
     host_test::put_contents(go_on, "");
-    for (int pass = 0; pass < 250 && host_test::contents(result) != "up\nup\n"; pass++)
-        usleep(20 * 1000);
-    EXPECT_EQ("up\nup\n", host_test::contents(result));
-    for (int pass = 0; pass < 250 && get_wansetup_status("wan1") == 0; pass++)
-        usleep(20 * 1000);
-    EXPECT_NE(0, get_wansetup_status("wan1"));
+    EXPECT_TRUE(host_test::wait_until([&] { return host_test::contents(result) == "up\nup\n"; }));
+    EXPECT_TRUE(host_test::wait_until([] { return get_wansetup_status("wan1") != 0; }));
     EXPECT_EQ("", host_test::output_of("kill $(cat '" + f + "/left') 2>&1"));
     host_test::use_settings();
 }

@@ -168,8 +168,7 @@ TEST(Store, ChildOutlivesItsParentWithTheStoreOpen)
         EXPECT_TRUE(
             in_child([i] { return iconfig_set_intvalue_direct(("newcomer" + std::to_string(i)).c_str(), i) == 0; }));
     EXPECT_EQ(1, write(turn[1], "s", 1));
-    for (int pass = 0; pass < 100 && iconfig_get_intvalue_direct("orphan_was_well") == -1; pass++)
-        usleep(20 * 1000);
+    host_test::wait_until([] { return iconfig_get_intvalue_direct("orphan_was_well") != -1; });
     EXPECT_EQ(1, iconfig_get_intvalue_direct("orphan_was_well"));
     for (int i = 1; i <= newcomers; i++)
         EXPECT_EQ(i, iconfig_get_intvalue_direct(("newcomer" + std::to_string(i)).c_str()));

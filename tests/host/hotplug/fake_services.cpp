@@ -36,11 +36,16 @@ void journal(const std::string &line)
     close(fd);
 }
 
+void stay_while_held()
+{
+    while (access((folder() + "/hold").c_str(), F_OK) == 0)
+        usleep(2000);
+}
+
 void run(const std::string &name, const char *mode)
 {
     journal("begin " + name + (mode == nullptr ? "" : std::string(" ") + mode));
-    while (access((folder() + "/hold").c_str(), F_OK) == 0)
-        usleep(2000);
+    stay_while_held();
     journal("end " + name);
 }
 
@@ -73,6 +78,7 @@ int quiet(const char *)
 int tick(PeriodicCallbackRecord *record)
 {
     journal("tick " + std::to_string(record->run_count));
+    stay_while_held();
     const bool goes_on = access((folder() + "/ticking").c_str(), F_OK) == 0;
     record->active = record->run_count < 3 || goes_on ? 1 : 0;
     record->interval = 1;

@@ -384,7 +384,7 @@ TEST_F(UsbMount, WaitsForOneThatIsAboutToLetGo)
     const int held = open("/tmp/mnt/Data", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const pid_t child = fork();
     if (child == 0) {
-        usleep(300 * 1000);
+        usleep(100 * 1000); // of the second that it is tried for
         _exit(0);
     }
     close(held); // the child's copy goes with it
