@@ -7,7 +7,8 @@ work=build/router/demo
 vr=router/vr
 
 step() { printf '\n\033[1m%s\033[0m\n' "$*"; }
-show() { printf '$ %s\n' "$*"; "$@"; }
+# Each word is shown as it would be typed.
+show() { printf '$'; printf ' %q' "$@"; printf '\n'; "$@"; }
 
 if $vr status > /dev/null 2>&1; then
     echo "The virtual router is up already ('make stop' ends it):"
