@@ -28,6 +28,7 @@ RUNS = [(0, None), (1, None), (1, None), (1, "forced"), (1, "nomount"), (0, "for
 USERS_OF = ("ftp", "samba", "url", "rsync", "nalvexcloud", "torrent")
 REGISTERING = ("rsync", "nalvexcloud")
 ANSWERED = ("pidof", "mkdir", "rm", "ln", "cp", "chmod")  # a plan knows how these end
+WRITTEN_ANY_TIME = re.compile(r" /etc/nas/|/(MediaDB|\.session)(/|$)")
 # What daemons and account commands write: a plan does not run them.
 DAEMONS_OWN = re.compile(r"\.stock$|^/etc/(passwd|shadow|group|samba/smbpasswd)")
 
@@ -137,12 +138,15 @@ def content(router, path, reader="cat"):
 
 
 def listing(router):
-    """Every path of the places that services write to, with its rights and its time of change, but for the stores: to
-    ask them stirs the files beside them."""
-    places = "/etc /tmp/webroot /tmp/cur/ /tmp/mnt/Disk1"
-    script = f"find {places} -xdev -exec stat -c '%a %F %Y %Z %s %n' {{}} + 2>/dev/null"
-    lines = router.execute("sh", "-c", script, check=False).stdout.splitlines()
-    return {line[line.index(" /") + 1 :]: line for line in lines if " /etc/nas/" not in line}
+    """Every path of the places that services write to, with its rights and its time of change, but for the stores (to
+    ask them stirs the files beside them) and what daemons write on the disk whenever they like."""
+    script = """
+        find /etc /tmp/webroot /tmp/cur/ -xdev -exec stat -c '%a %F %Y %Z %s %n' {} +
+        find /tmp/mnt/Disk1 ! -type d -exec stat -c '%a %F %Y %Z %s %n' {} +
+        find /tmp/mnt/Disk1 -type d -exec stat -c '%a %F %n' {} +
+    """
+    lines = router.execute("sh", "-c", f"({script}) 2>/dev/null", check=False).stdout.splitlines()
+    return {line[line.index(" /") + 1 :]: line for line in lines if not WRITTEN_ANY_TIME.search(line)}
 
 
 def changed_paths(before, after):
