@@ -42,6 +42,13 @@ void try_input(Input input, World &world);
 // Ends the program when it does not hold.
 void require(bool holds, const char *what);
 
+// Checks that a field of a record is a text with an end.
+template <std::size_t size>
+void require_end(const char (&field)[size], const char *what)
+{
+    require(std::string_view(field, size).find('\0') != std::string_view::npos, what);
+}
+
 // Puts a file, with the folders above it, below `root`; a folder when the path ends in "/"; a link to `content` when it
 // begins with "@". What no file system would hold is left out. The path never leaves `root`.
 void plant(const std::string &root, std::string path, const std::string &content);

@@ -19,10 +19,10 @@ void look_at_list(World &world, const char *disk)
     unsigned entries = 0;
     for (const MountEntry *entry = list.first; entry != nullptr; entry = entry->next) {
         ++entries;
-        require(std::memchr(entry->device, '\0', sizeof entry->device) != nullptr, "a device ends");
-        require(std::memchr(entry->folder, '\0', sizeof entry->folder) != nullptr, "a folder ends");
-        require(std::memchr(entry->mount_point, '\0', sizeof entry->mount_point) != nullptr, "a mount point ends");
-        require(std::memchr(entry->fstype, '\0', sizeof entry->fstype) != nullptr, "a type ends");
+        require_end(entry->device, "a device ends");
+        require_end(entry->folder, "a folder ends");
+        require_end(entry->mount_point, "a mount point ends");
+        require_end(entry->fstype, "a type ends");
         require(entry->used_percent >= 0 && entry->used_percent <= 100, "a percentage is one");
     }
     require(entries == list.count, "the list holds as many as it says");

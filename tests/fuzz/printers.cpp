@@ -5,7 +5,6 @@
 #include "platform/device.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace nas_fuzz
 {
@@ -41,7 +40,7 @@ void try_input(Input input, World &world)
 
     char name[NAS_PRINTER_NAME_SIZE];
     world.host.call(get_cupsd_printer_status, static_cast<char *>(name));
-    require(std::memchr(name, '\0', sizeof name) != nullptr, "a queue's name ends");
+    require_end(name, "a queue's name ends");
     PeriodicCallbackRecord record = {};
     for (record.run_count = 0; record.run_count < 7; record.run_count += 3)
         world.host.call(lp_callback, &record);

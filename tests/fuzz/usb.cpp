@@ -21,10 +21,10 @@ void look_at_list(World &world, const char *filter)
     int entries = 0;
     for (const UsbDevInfo *info = list.first; info != nullptr; info = info->next) {
         ++entries;
-        require(std::memchr(info->product, '\0', sizeof info->product) != nullptr, "a product ends");
-        require(std::memchr(info->manufacturer, '\0', sizeof info->manufacturer) != nullptr, "a maker ends");
-        require(std::memchr(info->serial, '\0', sizeof info->serial) != nullptr, "a serial number ends");
-        require(std::memchr(info->devname, '\0', sizeof info->devname) != nullptr, "a device's name ends");
+        require_end(info->product, "a product ends");
+        require_end(info->manufacturer, "a maker ends");
+        require_end(info->serial, "a serial number ends");
+        require_end(info->devname, "a device's name ends");
     }
     require(entries == list.count, "the list holds as many as it says");
     world.host.call(free_usbdev_list, &list);
