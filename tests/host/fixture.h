@@ -2,6 +2,8 @@
 #ifndef TESTS_HOST_FIXTURE_H
 #define TESTS_HOST_FIXTURE_H
 
+#include "files_and_commands.h"
+
 #include <sys/types.h>
 
 #include <functional>
@@ -17,9 +19,6 @@ const std::string &folder();
 /* Replaces the host's settings by those that point into the folder, and these further lines. */
 void use_settings(const std::string &lines = "");
 
-std::string contents(const std::string &path);
-void put_contents(const std::string &path, const std::string &text);
-
 /* Runs `body` in a child process; true when it returned true. */
 bool in_child(const std::function<bool()> &body);
 
@@ -33,8 +32,13 @@ bool wait_until(const std::function<bool()> &condition);
 /* What the platform's headers declare; the character set converter is no part of the host. */
 std::set<std::string> declared_operations();
 
-/* The output of a shell command. */
-std::string output_of(const std::string &command, int *status = nullptr);
+/* Runs nasctl as a user does, with `input` as its standard input; its standard output and standard error together. How
+ * it ended is in `exit_status`. */
+std::string nasctl(const std::string &arguments, const std::string &input = "");
+extern int exit_status;
+
+/* A record of the configuration store; "absent" for none. */
+std::string stored(const std::string &key);
 
 } // namespace host_test
 

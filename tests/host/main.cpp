@@ -1,5 +1,7 @@
 #include "fixture.h"
 
+#include "platform/store.h"
+
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -7,7 +9,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 
@@ -53,19 +54,6 @@ void use_settings(const std::string &lines)
                                       "language_file = " LANGUAGE_FILE "\n" +
                                       lines);
     std::filesystem::rename(f + "/conf.new", f + "/conf");
-}
-
-std::string contents(const std::string &path)
-{
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-void put_contents(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::trunc) << text;
 }
 
 pid_t start_child(const std::function<bool()> &body)
@@ -115,19 +103,17 @@ std::set<std::string> declared_operations()
     return names;
 }
 
-std::string output_of(const std::string &command, int *status)
+int exit_status;
+
+std::string nasctl(const std::string &arguments, const std::string &input)
 {
-    std::string output;
-    FILE *pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-        return output;
-    char part[4096];
-    for (size_t got; (got = fread(part, 1, sizeof part, pipe)) > 0;)
-        output.append(part, got);
-    int result = pclose(pipe);
-    if (status != nullptr)
-        *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
-    return output;
+    return output_of("printf '" + input + "' | " NASCTL " " + arguments + " 2>&1", &exit_status);
+}
+
+std::string stored(const std::string &key)
+{
+    char value[NAS_STORE_VALUE_SIZE];
+    return iconfig_get_value_direct(key.c_str(), value) == 0 ? value : "absent";
 }
 
 } // namespace host_test

@@ -10,24 +10,13 @@
 #include <filesystem>
 #include <string>
 
+using host_test::exit_status;
+using host_test::nasctl;
+using host_test::stored;
 using nlohmann::json;
 
 namespace
 {
-
-int exit_status;
-
-/* Standard output and standard error together. */
-std::string nasctl(const std::string &arguments)
-{
-    return host_test::output_of(NASCTL " " + arguments + " 2>&1", &exit_status);
-}
-
-std::string stored(const char *key)
-{
-    char value[NAS_STORE_VALUE_SIZE];
-    return iconfig_get_value_direct(key, value) == 0 ? value : "absent";
-}
 
 /* The requests that wait for serviced, a line each; they are forgotten. */
 std::string take_requests()

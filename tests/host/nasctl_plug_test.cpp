@@ -7,18 +7,12 @@
 
 #include <string>
 
+using host_test::exit_status;
+using host_test::nasctl;
 using nlohmann::json;
 
 namespace
 {
-
-int exit_status;
-
-/* Standard error, then standard output. */
-std::string nasctl(const std::string &arguments)
-{
-    return host_test::output_of(NASCTL " " + arguments + " 2>&1", &exit_status);
-}
 
 class NasctlPlug : public testing::Test
 {

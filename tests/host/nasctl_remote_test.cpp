@@ -8,24 +8,13 @@
 
 #include <string>
 
+using host_test::exit_status;
+using host_test::nasctl;
+using host_test::stored;
 using nlohmann::json;
 
 namespace
 {
-
-int exit_status;
-
-/* Standard output and standard error together. */
-std::string nasctl(const std::string &arguments)
-{
-    return host_test::output_of(NASCTL " " + arguments + " 2>&1", &exit_status);
-}
-
-std::string stored(const std::string &key)
-{
-    char value[NAS_STORE_VALUE_SIZE];
-    return iconfig_get_value_direct(key.c_str(), value) == 0 ? value : "absent";
-}
 
 class NasctlRemote : public testing::Test
 {

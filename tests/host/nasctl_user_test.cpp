@@ -14,23 +14,13 @@
 #include <string>
 #include <vector>
 
+using host_test::exit_status;
+using host_test::nasctl;
+using host_test::stored;
 using nlohmann::json;
 
 namespace
 {
-
-int exit_status;
-
-std::string nasctl(const std::string &arguments, const std::string &input = "")
-{
-    return host_test::output_of("printf '" + input + "' | " NASCTL " " + arguments + " 2>&1", &exit_status);
-}
-
-std::string stored(const char *key)
-{
-    char value[NAS_STORE_VALUE_SIZE];
-    return iconfig_get_value_direct(key, value) == 0 ? value : "absent";
-}
 
 void put(const std::string &key, const std::string &value)
 {

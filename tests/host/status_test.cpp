@@ -23,11 +23,6 @@ using nlohmann::json;
 namespace
 {
 
-std::string nasctl_output(const std::string &arguments, int *status)
-{
-    return host_test::output_of(NASCTL " " + arguments + " 2>&1", status);
-}
-
 std::vector<std::string> texts(const std::vector<nashost::Event> &events)
 {
     std::vector<std::string> all;
@@ -133,16 +128,15 @@ TEST(Status, AProcessHasAStart)
 
 TEST(Status, HasEveryServiceAndTheDevices)
 {
-    int status = -1;
-    const json state = json::parse(nasctl_output("status --json", &status));
-    EXPECT_EQ(0, status);
+    const json state = json::parse(host_test::nasctl("status --json"));
+    EXPECT_EQ(0, host_test::exit_status);
     ASSERT_EQ(8U, state["services"].size());
     for (const char *key :
          {"enabled", "running", "needed", "starting", "disk", "ports", "internet", "since", "clients"})
         EXPECT_TRUE(state["services"][0].contains(key)) << key;
     EXPECT_TRUE(state["volumes"].is_array());
     EXPECT_TRUE(state["usb"].is_array());
-    EXPECT_EQ(0U, nasctl_output("status", &status).find("SERVICE "));
+    EXPECT_EQ(0U, host_test::nasctl("status").find("SERVICE "));
 }
 
 TEST(Status, IsRepeatedUntilItIsEnded)
@@ -153,9 +147,8 @@ TEST(Status, IsRepeatedUntilItIsEnded)
         ASSERT_NE("", line);
         looks += line.find("SERVICE ") == 0 ? 1 : 0;
     }
-    int status = -1;
-    nasctl_output("status --watch 0", &status);
-    EXPECT_EQ(2, status);
+    host_test::nasctl("status --watch 0");
+    EXPECT_EQ(2, host_test::exit_status);
 }
 
 TEST_F(FollowedLog, NewEventsAreHandedOutOnce)

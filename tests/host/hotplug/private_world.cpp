@@ -118,32 +118,9 @@ void use_settings(const std::string &lines)
     std::filesystem::rename(f + "/conf.new", f + "/conf");
 }
 
-std::string contents(const std::string &path)
-{
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
-void put_contents(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::trunc) << text;
-}
-
 std::string output_of(const std::string &command, int *status)
 {
-    std::string output;
-    FILE *pipe = popen(("(" + command + ") 2>&1").c_str(), "r");
-    if (pipe == nullptr)
-        return output;
-    char part[4096];
-    for (size_t got; (got = fread(part, 1, sizeof part, pipe)) > 0;)
-        output.append(part, got);
-    const int result = pclose(pipe);
-    if (status != nullptr)
-        *status = WIFEXITED(result) ? WEXITSTATUS(result) : -1;
-    return output;
+    return host_test::output_of("(" + command + ") 2>&1", status);
 }
 
 } // namespace private_world

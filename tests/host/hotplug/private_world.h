@@ -2,6 +2,8 @@
 #ifndef TESTS_HOST_PRIVATE_WORLD_H
 #define TESTS_HOST_PRIVATE_WORLD_H
 
+#include "host/files_and_commands.h"
+
 #include <string>
 
 namespace private_world
@@ -20,8 +22,8 @@ const std::string &folder();
 /* Replaces the settings by those of the run and these further lines. */
 void use_settings(const std::string &lines = "");
 
-std::string contents(const std::string &path);
-void put_contents(const std::string &path, const std::string &text);
+using host_test::contents;
+using host_test::put_contents;
 
 /* The output of a shell command, standard error included. */
 std::string output_of(const std::string &command, int *status = nullptr);
