@@ -36,9 +36,9 @@ def test_a_torrent_put_into_the_watch_folder_arrives(router, disk, tmp_path):
     folder = router.path(f"/tmp/mnt/Disk1/{FOLDER}")
     with tracker(router), seeder(router, "film.bin", content) as torrent:
         (folder / "film.torrent").write_bytes(torrent)
-        wait_until((folder / "film.bin").exists, "the whole file is there")
-        assert (folder / "film.bin").read_bytes() == content
-    assert "100%" in remote(router, ROUTER, PORT, "-l", user=f"{USER}:{PASSWORD}", check=True).stdout
+        film = folder / "film.bin"
+        wait_until(lambda: film.exists() and film.read_bytes() == content, "the whole file is there")
+    wait_until(lambda: "100%" in remote(router, ROUTER, PORT, "-l", user=f"{USER}:{PASSWORD}").stdout, "it is told")
 
 
 def test_only_the_user_is_let_in(router, disk):
