@@ -1,5 +1,6 @@
 #include "support/fixture.h"
 #include "support/guarded.h"
+#include "support/stopped_services.h"
 
 #include "nas/ftp.h"
 #include "nas/samba.h"
@@ -530,54 +531,10 @@ TEST_F(Registry, ServicedIsStartedWhateverTheCommandsSay)
                                  "run /sbin/serviced & -> 127\n");
 }
 
-constexpr const char *quick_pass_nothing_runs = "run killall serviced -> 1\n"
-                                                "run killall nmbd -> 1\n"
-                                                "run /usr/bin/killall smbd -> 1\n"
-                                                "run killall lighttpd_kelsto -> 1\n"
-                                                "run /usr/bin/killall proftpd -> 1\n"
-                                                "run /usr/bin/killall lighttpd -> 1\n"
-                                                "run /usr/bin/killall rsync -> 1\n"
-                                                "run /usr/bin/killall transmission-daemon -> 1\n"
-                                                "run /usr/bin/killall minidlna -> 1\n";
-
-// What is taken down of a package environment that is not there, but for its telnet server.
-constexpr const char *environment_down = "run /sbin/iptables -D INPUT -p tcp ! -i br-lan --dport 23 -j DROP -> 0\n"
-                                         "run /bin/umount /tmp/cur/proc -> 0\n"
-                                         "unlink /tmp/cur -> failed\n"
-                                         "set-status entware = 0\n";
-
-constexpr const char *wait_pass_nothing_runs = "run /usr/bin/killall smbd -> 1\n"
-                                               "stderr: /usr/bin/killall smbd\n"
-                                               "list smbd -> 0\n"
-                                               "run /usr/bin/killall proftpd -> 1\n"
-                                               "stderr: /usr/bin/killall proftpd\n"
-                                               "list proftpd: -> 0\n"
-                                               "run /usr/bin/killall lighttpd -> 1\n"
-                                               "stderr: /usr/bin/killall lighttpd\n"
-                                               "list lighttpd -> 0\n"
-                                               "run /usr/bin/killall rsync -> 1\n"
-                                               "stderr: /usr/bin/killall rsync\n"
-                                               "list rsync -> 0\n"
-                                               "run /usr/bin/killall nalvexcloud -> 1\n"
-                                               "stderr: /usr/bin/killall nalvexcloud\n"
-                                               "list nalvexcloud -> 0\n"
-                                               "run /usr/bin/killall transmission-daemon -> 1\n"
-                                               "stderr: /usr/bin/killall transmission-daemon\n"
-                                               "list transmission-daemon -> 0\n"
-                                               "run /usr/bin/killall minidlna -> 1\n"
-                                               "stderr: /usr/bin/killall minidlna\n"
-                                               "list minidlna -> 0\n";
-
 TEST_F(Registry, EverythingIsStopped)
 {
     EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) +
-                                     "run /usr/bin/killall telnetd -> 1\n"
-                                     "run /usr/bin/killall telnetd -> 1\n" +
-                                     environment_down + wait_pass_nothing_runs +
-                                     "run /usr/bin/killall telnetd -> 1\n"
-                                     "stderr: /usr/bin/killall telnetd\n"
-                                     "list telnetd -> 0\n");
+    EXPECT_EQ(host.transcript(), nas_test::services_stopped);
 }
 
 TEST_F(Registry, TestModeOfTheFactoryKeepsTelnet)
@@ -585,7 +542,7 @@ TEST_F(Registry, TestModeOfTheFactoryKeepsTelnet)
     host.device.factory_test_mode = true;
     host.add_process({"telnetd"});
     EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.transcript(), std::string(quick_pass_nothing_runs) + environment_down + wait_pass_nothing_runs);
+    EXPECT_EQ(host.transcript(), nas_test::all_told_to_end + nas_test::environment_down + nas_test::all_waited_for);
     ASSERT_EQ(host.processes.size(), 1U);
     EXPECT_EQ(host.processes[0].name, "telnetd");
 }
@@ -617,7 +574,7 @@ TEST_F(Registry, RunningDaemonsAreStoppedAndWaitedFor)
                                  "run /usr/bin/killall minidlna -> 1\n"
                                  "run /usr/bin/killall telnetd -> 0\n"
                                  "run /usr/bin/killall telnetd -> 0\n" +
-                                     std::string(environment_down) +
+                                     nas_test::environment_down +
                                      "run /usr/bin/killall smbd -> 0\n"
                                      "stderr: /usr/bin/killall smbd\n"
                                      "list smbd -> 0\n"

@@ -1,5 +1,6 @@
 #include "support/fixture.h"
 #include "support/guarded.h"
+#include "support/stopped_services.h"
 #include "support/sysfs.h"
 
 #include "nas/hotplug.h"
@@ -17,6 +18,7 @@ namespace
 
 using nas_test::GuardedText;
 using nas_test::LibraryTest;
+using nas_test::services_stopped;
 
 namespace usb = nas_test::usb;
 
@@ -40,49 +42,10 @@ const std::string modules_unloaded = "run rmmod ext2 -> 0\n"
                                      "run rmmod ext4dev -> 0\n"
                                      "run rmmod jbd2 -> 0\n";
 
-// What starting the services anew and stopping them do where none runs.
+// What starting the services anew does where none runs.
 const std::string services_started = "stderr: =====================> Real Start Serviced\n"
                                      "run /usr/bin/killall serviced -> 1\n"
                                      "run /sbin/serviced & -> 0\n";
-const std::string services_stopped = "run killall serviced -> 1\n"
-                                     "run killall nmbd -> 1\n"
-                                     "run /usr/bin/killall smbd -> 1\n"
-                                     "run killall lighttpd_kelsto -> 1\n"
-                                     "run /usr/bin/killall proftpd -> 1\n"
-                                     "run /usr/bin/killall lighttpd -> 1\n"
-                                     "run /usr/bin/killall rsync -> 1\n"
-                                     "run /usr/bin/killall transmission-daemon -> 1\n"
-                                     "run /usr/bin/killall minidlna -> 1\n"
-                                     "run /usr/bin/killall telnetd -> 1\n"
-                                     "run /usr/bin/killall telnetd -> 1\n"
-                                     "run /sbin/iptables -D INPUT -p tcp ! -i br-lan --dport 23 -j DROP -> 0\n"
-                                     "run /bin/umount /tmp/cur/proc -> 0\n"
-                                     "unlink /tmp/cur -> failed\n"
-                                     "set-status entware = 0\n"
-                                     "run /usr/bin/killall smbd -> 1\n"
-                                     "stderr: /usr/bin/killall smbd\n"
-                                     "list smbd -> 0\n"
-                                     "run /usr/bin/killall proftpd -> 1\n"
-                                     "stderr: /usr/bin/killall proftpd\n"
-                                     "list proftpd: -> 0\n"
-                                     "run /usr/bin/killall lighttpd -> 1\n"
-                                     "stderr: /usr/bin/killall lighttpd\n"
-                                     "list lighttpd -> 0\n"
-                                     "run /usr/bin/killall rsync -> 1\n"
-                                     "stderr: /usr/bin/killall rsync\n"
-                                     "list rsync -> 0\n"
-                                     "run /usr/bin/killall nalvexcloud -> 1\n"
-                                     "stderr: /usr/bin/killall nalvexcloud\n"
-                                     "list nalvexcloud -> 0\n"
-                                     "run /usr/bin/killall transmission-daemon -> 1\n"
-                                     "stderr: /usr/bin/killall transmission-daemon\n"
-                                     "list transmission-daemon -> 0\n"
-                                     "run /usr/bin/killall minidlna -> 1\n"
-                                     "stderr: /usr/bin/killall minidlna\n"
-                                     "list minidlna -> 0\n"
-                                     "run /usr/bin/killall telnetd -> 1\n"
-                                     "stderr: /usr/bin/killall telnetd\n"
-                                     "list telnetd -> 0\n";
 
 // The look for the port of a stick on bus 1.
 const std::string look_for_sda = "popen /usr/bin/find /sys/bus/usb/devices//1-1:1.0/.. | grep sda\n";
