@@ -91,14 +91,14 @@ void add_config_commands(CLI::App &app)
     list_command->add_option("PREFIX", arguments->prefix, "Only keys that begin with it");
     list_command->callback([arguments] { list(*arguments); });
     CLI::App *get_command = config->add_subcommand("get", "Print a record");
-    get_command->add_option("KEY", arguments->key)->required();
+    get_command->add_option("KEY", arguments->key, "The record's name")->required();
     get_command->callback([arguments] { get(*arguments); });
     CLI::App *set_command = config->add_subcommand("set", "Write a record; no service is told of it");
-    set_command->add_option("KEY", arguments->key)->required();
-    set_command->add_option("VALUE", arguments->value)->required();
+    set_command->add_option("KEY", arguments->key, "The record's name")->required();
+    set_command->add_option("VALUE", arguments->value, "Up to 1023 bytes; nothing checks them")->required();
     set_command->callback([arguments] { set(*arguments); });
     CLI::App *unset_command = config->add_subcommand("unset", "Remove a record");
-    unset_command->add_option("KEY", arguments->key)->required();
+    unset_command->add_option("KEY", arguments->key, "The record's name")->required();
     unset_command->callback([arguments] { unset(*arguments); });
 }
 

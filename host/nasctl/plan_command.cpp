@@ -146,7 +146,7 @@ void add_plan_command(CLI::App &app)
 {
     auto arguments = std::make_shared<Arguments>();
     CLI::App *command = app.add_subcommand("plan", "What a run of a service would do, without doing it");
-    command->add_option("SERVICE", arguments->service)->required();
+    command->add_option("SERVICE", arguments->service, "One of: " + service_names())->required();
     command->add_option("--mode", arguments->mode, "The run's mode, instead of an ordinary run")
         ->check(CLI::IsMember({"forced", "nomount", "register"}));
     command->add_option("--host", arguments->host, "Ask this host library for facts, instead of the reference host's");

@@ -81,8 +81,10 @@ void add_printer_commands(CLI::App &app)
     printer->require_subcommand(1);
     printer->add_subcommand("show", "The settings")->callback([] { print_settings(stored_config()); });
     printer->add_subcommand("status", "Whether a printer can be used")->callback(print_status);
-    CLI::App *set = printer->add_subcommand("set", "sharing=on|off; remote=on|off lets the internet print, too");
-    set->add_option("KEY=VALUE", arguments->assignments)->required();
+    CLI::App *set = printer->add_subcommand("set", "Change the settings");
+    set->add_option("KEY=VALUE", arguments->assignments,
+                    "sharing=on or off; remote=on lets the internet print, too, remote=off does not")
+        ->required();
     set->callback([arguments] { change(arguments->assignments); });
 }
 

@@ -127,11 +127,16 @@ void start_service(const std::string &name, bool forced)
     apply(control, forced ? "forced" : nullptr, true);
 }
 
+void add_name(CLI::App *command, const std::shared_ptr<Arguments> &arguments)
+{
+    command->add_option("NAME", arguments->name, "One of: " + service_names())->required();
+}
+
 void add_set(CLI::App &service, const std::shared_ptr<Arguments> &arguments)
 {
     CLI::App *set = service.add_subcommand("set", "Change a service's settings and run it as they say");
-    set->add_option("NAME", arguments->name)->required();
-    set->add_option("KEY=VALUE", arguments->assignments)->required();
+    add_name(set, arguments);
+    set->add_option("KEY=VALUE", arguments->assignments, "A setting, as \"service show\" names it")->required();
     set->add_flag("--force", arguments->force, "Take a disk that is not mounted");
     set->add_flag("--no-apply", arguments->no_apply, "Only store the settings");
     set->callback([arguments] {
@@ -145,7 +150,7 @@ void add_switch(CLI::App &service, const std::shared_ptr<Arguments> &arguments, 
 {
     CLI::App *command = on ? service.add_subcommand("enable", "Switch a service on and start it")
                            : service.add_subcommand("disable", "Switch a service off and stop it");
-    command->add_option("NAME", arguments->name)->required();
+    add_name(command, arguments);
     command->add_flag("--no-apply", arguments->no_apply, "Only store the setting");
     command->callback([arguments, on] {
         const ServiceControl &control = service_control(arguments->name);
@@ -173,18 +178,18 @@ void add_service_commands(CLI::App &app)
 
     service->add_subcommand("list", "All services and how they stand")->callback(list_services);
     CLI::App *show = service->add_subcommand("show", "A service's settings");
-    show->add_option("NAME", arguments->name)->required();
+    add_name(show, arguments);
     show->callback([arguments] { show_service(arguments->name); });
     add_set(*service, arguments);
     add_switch(*service, arguments, true);
     add_switch(*service, arguments, false);
 
     CLI::App *start = service->add_subcommand("start", "Start a service anew");
-    start->add_option("NAME", arguments->name)->required();
+    add_name(start, arguments);
     start->add_flag("--forced", arguments->forced, "Start it even when it is switched off");
     start->callback([arguments] { start_service(arguments->name, arguments->forced); });
     CLI::App *stop = service->add_subcommand("stop", "Stop a service; its settings stay");
-    stop->add_option("NAME", arguments->name)->required();
+    add_name(stop, arguments);
     stop->callback([arguments] { apply(service_control(arguments->name), "nomount", false); });
 }
 

@@ -29,13 +29,18 @@ int count_processes(const char *process_name)
 
 [[noreturn]] void refuse_unknown(const std::string &name)
 {
-    std::string known;
-    for (const ServiceControl *control : controls)
-        known += std::string(known.empty() ? "" : ", ") + control->name;
-    throw UsageError("there is no service \"" + name + "\" (services: " + known + ")");
+    throw UsageError("there is no service \"" + name + "\" (services: " + service_names() + ")");
 }
 
 } // namespace
+
+std::string service_names()
+{
+    std::string names;
+    for (const ServiceControl *control : controls)
+        names += std::string(names.empty() ? "" : ", ") + control->name;
+    return names;
+}
 
 const NasServiceInfo &service_info(const std::string &name)
 {

@@ -50,6 +50,9 @@ struct ServiceState {
     std::string obstacle;
 };
 
+/* "ftp, samba ..." */
+std::string service_names();
+
 /* Both throw a UsageError for an unknown service. */
 const NasServiceInfo &service_info(const std::string &name);
 const ServiceControl &service_control(const std::string &name);

@@ -63,7 +63,7 @@ void add_tethering_commands(CLI::App &app)
     tethering->add_subcommand("show", "The setting")->callback(print_setting);
     tethering->add_subcommand("status", "What is plugged in, and what is used")->callback(print_status);
     CLI::App *set = tethering->add_subcommand("set", "Use a phone while the WAN port has no link: on or off");
-    set->add_option("on|off", *value)->required();
+    set->add_option("on|off", *value, "The setting")->required();
     set->callback([value] { change(*value); });
 }
 

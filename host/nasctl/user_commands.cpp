@@ -79,7 +79,7 @@ void remove(const Arguments &arguments)
 void add_who(CLI::App *command, const std::shared_ptr<Arguments> &arguments)
 {
     command->add_option("-s,--service", arguments->service, "One of: " + services_with_users())->required();
-    command->add_option("NAME", arguments->name)->required();
+    command->add_option("NAME", arguments->name, "Up to 31 letters, digits, '.', '_' and '-'")->required();
 }
 
 CLI::Option *add_changes(CLI::App *command, const std::shared_ptr<Arguments> &arguments)
