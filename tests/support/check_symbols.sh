@@ -1,7 +1,8 @@
 #!/bin/sh
 # usage: check_symbols.sh LIBRARY VERSION_SCRIPT HEADER_FOLDER HOST_OPERATIONS [C_LIBRARY]
-# Checks what the library's file exports, leaves undefined, needs, and runs when it is loaded: a line of complaint for
-# each fault, and what it found on standard output. C_LIBRARY is the file of a C library whose symbols carry no version.
+# Checks what the library's file exports, leaves undefined, needs, asks of the stack, and runs when it is loaded: a line
+# of complaint for each fault, and what it found on standard output. C_LIBRARY is the file of a C library whose symbols
+# carry no version.
 set -eu
 export LC_ALL=C
 
@@ -89,5 +90,8 @@ if $nm "$library" 2> "$work/nm_says" | grep -q '_GLOBAL__sub_I'; then
   # shellcheck disable=SC2046
   complain "static constructors:" $($nm "$library" | grep '_GLOBAL__sub_I')
 fi
+
+# A library that asks for an executable stack makes that of the whole process executable.
+$readelf -lW "$library" | grep -q 'GNU_STACK .* RW ' || complain "asks for an executable stack"
 
 exit $failed
