@@ -1,6 +1,7 @@
 #include "kill/actions.h"
 
 #include "nas/nas.h"
+#include "platform/device.h"
 #include "platform/store.h"
 #include "support/private_root.h"
 
@@ -135,6 +136,15 @@ void stop_ftp()
     ftp_callback("nomount");
 }
 
+void recognize_printer()
+{
+    private_root::answer("pidof", 0);
+    private_root::answer("lpinfo", 0, "direct usb://Maker/Model\n");
+    private_root::answer("lpstat", 1, "device for nalVEX_Printer: usb://Maker/Model\n");
+    PeriodicCallbackRecord record = {};
+    lp_callback(&record);
+}
+
 void add_disk()
 {
     hotplug_callback("add,sda");
@@ -174,6 +184,7 @@ constexpr Action all[] = {
     {"Torrent", ordinary_run<torrent_callback>, false},
     {"Media", ordinary_run<media_callback>, false},
     {"Packages", ordinary_run<entware_callback>, false},
+    {"Printer", recognize_printer, false},
     {"AddDisk", add_disk, false},
     {"RemoveDisk", remove_disk, false},
 };
