@@ -56,7 +56,7 @@ hostile-test: build setup-router
 	NAS_HOSTILE_TEST=long $(WITH_PACKAGES) $(BUILD)/tests/hostile/nas_hostile_test
 
 scenario: stage setup-router
-	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider -n 3 --dist loadfile \
+	STAGE=$(CURDIR)/$(STAGE) /usr/bin/python3 -m pytest -q -p no:cacheprovider -n 5 --dist loadfile \
 	  tests/scenario
 
 lint: setup
