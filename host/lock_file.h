@@ -1,5 +1,6 @@
 /* A file whose holder is alone among those that ask for it. The kernel lets it go when its holder ends, however it
- * ends. Its text tells what the holder is busy with, so a text that is found there is of one that ended in the middle. */
+ * ends. Its text tells what the holder is busy with, so a text that is found there is of one that ended in the
+ * middle. */
 #ifndef NASHOST_LOCK_FILE_H
 #define NASHOST_LOCK_FILE_H
 

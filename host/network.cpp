@@ -209,7 +209,8 @@ int get_wan_hw_ifname(const char *wan, char *ifname)
     return 0;
 }
 
-/* Whether or not it has an address: without its cable it may have none, and that is when somebody else takes its place. */
+/* Whether or not it has an address: without its cable it may have none, and that is when somebody else takes its
+ * place. */
 int get_wansetup_status(const char *)
 {
     return nashost::wan_is_being_set_up() ? 0 : 1;

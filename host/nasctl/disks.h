@@ -26,8 +26,8 @@ void set_disk(char (&field)[size], const std::string &service, const std::string
 /* Throws a Failure when no disk is set. */
 void need_disk(const std::string &service, const std::string &disk);
 
-/* Throws a Failure when the folder is no folder, or a link leads out of its disk: what is done to it would be done to the
- * router's own files. One that is not there is fine. */
+/* Throws a Failure when the folder is no folder, or a link leads out of its disk: what is done to it would be done to
+ * the router's own files. One that is not there is fine. */
 void check_folder_stays(const std::string &service, const std::string &disk, const std::string &folder);
 
 /* Why a service cannot use its disk now; empty when nothing is in the way. */

@@ -76,8 +76,8 @@ std::string obstacle()
     return stored_config().port == 0 ? "its port is 0" : "";
 }
 
-/* The record's second port is a web server's, and every FTP user has a link below its root. It is seen to first, so that
- * the last event is the FTP service's own. */
+/* The record's second port is a web server's, and every FTP user has a link below its root. It is seen to first, so
+ * that the last event is the FTP service's own. */
 int run(const char *mode)
 {
     if (mode == nullptr)

@@ -8,7 +8,8 @@
 namespace nasctl
 {
 
-/* The port that `value` names; throws a UsageError for anything else. A port of 0 means none, where there may be none. */
+/* The port that `value` names; throws a UsageError for anything else. A port of 0 means none, where there may be
+ * none. */
 int port_setting(const std::string &service, const std::string &key, const std::string &value, bool may_be_none);
 
 /* What the service listens on that no setting changes. */

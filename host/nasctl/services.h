@@ -35,7 +35,8 @@ struct ServiceControl {
     bool (*user_guards_it)() = nullptr;
     /* Throws when the service, run as its record says, would let everybody in or leave its place. Null for none. */
     void (*check)() = nullptr;
-    /* What it is busy with before it can run, which takes longer; empty for nothing. Null for a service that never is. */
+    /* What it is busy with before it can run, which takes longer; empty for nothing. Null for a service that never
+     * is. */
     std::string (*under_way)() = nullptr;
 };
 

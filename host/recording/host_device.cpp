@@ -1,4 +1,5 @@
-// Device, product and registration, as they are set up. The cipher turns every bit over: easy to undo by a test, and no secret.
+// Device, product and registration, as they are set up. The cipher turns every bit over: easy to undo by a test, and no
+// secret.
 #include "recording/recording_host.h"
 
 #include "platform/device.h"

@@ -1,5 +1,5 @@
-/* The processes that use a volume or a device, as /proc shows them. No file of the volume itself is looked at: one whose
- * disk is gone would hang who asks. */
+/* The processes that use a volume or a device, as /proc shows them. No file of the volume itself is looked at: one
+ * whose disk is gone would hang who asks. */
 #ifndef USBMOUNT_USERS_H
 #define USBMOUNT_USERS_H
 

@@ -1,7 +1,7 @@
 /* Cloud backup ("rsync") and cloud sync ("nalvexcloud"): one folder of a disk as a module of an rsync daemon.
  *
- * Record "<service>_conf": "<enable>,<port>,<disk>"; the folder stands under "<service>_folder". The daemon's account is
- * the user in slot 0 of the service. Both services are alike but for their names, ports and servers. */
+ * Record "<service>_conf": "<enable>,<port>,<disk>"; the folder stands under "<service>_folder". The daemon's account
+ * is the user in slot 0 of the service. Both services are alike but for their names, ports and servers. */
 #ifndef NAS_CLOUD_H
 #define NAS_CLOUD_H
 
@@ -39,8 +39,8 @@ int nalvexcloud_server_register(const struct CloudShareConfig *config, int backg
 
 /* Write /etc/cloudbackup.conf and /etc/cloudbackup.secrets (/etc/nalvexcloud.*), open the port, announce the router and
  * start the daemon anew when the service is on and its disk is mounted; log start, stop, or the missing disk. `mode` is
- * null for an ordinary run, "forced" to start it even when it is switched off, "nomount" to leave it stopped, "register"
- * to do nothing but announce the router. The folder is created when it is missing. In the files and
+ * null for an ordinary run, "forced" to start it even when it is switched off, "nomount" to leave it stopped,
+ * "register" to do nothing but announce the router. The folder is created when it is missing. In the files and
  * in the folder's path disk, folder, user name and password end at their first line feed. Return 0. */
 int rsync_callback(const char *mode);
 int nalvexcloud_callback(const char *mode);

@@ -37,16 +37,16 @@ char *print_ftpconf_global(char *text, const struct FtpdConfig *config);
  * ports there to `lan`. Returns 1 when rules were written, else 0. */
 int configure_iptables_for_ftp(const struct FtpdConfig *config, const char *wan, const char *lan);
 
-/* Moves users of old (convert_userdb), sets the host name, writes /etc/hosts, removes the account "anonymous", and writes
- * /etc/proftpd.conf (mode 0644): the global section, and sections for each disk and its entries. Then kills a running
- * daemon with signal 9, flushes the chain "router_kelsto", takes the UPnP rules of both ports back, and writes
+/* Moves users of old (convert_userdb), sets the host name, writes /etc/hosts, removes the account "anonymous", and
+ * writes /etc/proftpd.conf (mode 0644): the global section, and sections for each disk and its entries. Then kills a
+ * running daemon with signal 9, flushes the chain "router_kelsto", takes the UPnP rules of both ports back, and writes
  * /tmp/webroot/ftp_charset. When the service is on waits a second, opens its ports, and runs
  * "/sbin/proftpd -c /etc/proftpd.conf". Logs start or stop. `mode` is null for an ordinary run, "forced" to start the
  * daemon even when the service is off, without a log and without the control port's UPnP rule, "nomount" to leave it
- * stopped. A disk or entry whose name holds a control character or a double quote, ends in a backslash (blanks behind it
- * do not count), or would be read as that of another (a backslash stands for what follows it) or as "*", gets no section,
- * with a line on standard error; nor do names with a backslash of which there are more than 100 in a folder. A charset
- * ends at its first line feed and loses backslashes at its end. Returns 0. */
+ * stopped. A disk or entry whose name holds a control character or a double quote, ends in a backslash (blanks behind
+ * it do not count), or would be read as that of another (a backslash stands for what follows it) or as "*", gets no
+ * section, with a line on standard error; nor do names with a backslash of which there are more than 100 in a folder. A
+ * charset ends at its first line feed and loses backslashes at its end. Returns 0. */
 int ftp_callback(const char *mode);
 
 NAS_END_DECLS

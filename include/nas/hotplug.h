@@ -16,12 +16,13 @@ struct PeriodicCallbackRecord; /* the host's record of a periodic callback */
 int hotplug_usb2(int argc, char **argv);
 
 /* Performs an event. The text is cut at 1023 characters, a command to mount or unmount at 127.
- * "add,<disk>": runs "insmod /lib/modules/tntfs.ko" unless it is loaded, loads the file systems' modules when nothing is
- * mounted, clears the disk's removal flag, runs "/sbin/usbmount <disk>", start_serviced, sets the LED, and logs "@{127}".
- * Whoever performs it must not be named serviced.
+ * "add,<disk>": runs "insmod /lib/modules/tntfs.ko" unless it is loaded, loads the file systems' modules when nothing
+ * is mounted, clears the disk's removal flag, runs "/sbin/usbmount <disk>", start_serviced, sets the LED, and logs
+ * "@{127}". Whoever performs it must not be named serviced.
  * "remove,<volume>,<x>,<y>": stop_nas_service, runs "/sbin/usbumount <volume>"; when the disk's last volume is gone
- * switches the LED off and logs "@{129}"; when the last of all is gone unloads the modules and sends "all" to `serviced`.
- * Returns 1 when the disk's last volume went away; else 0, also for an event that is malformed and for any other. */
+ * switches the LED off and logs "@{129}"; when the last of all is gone unloads the modules and sends "all" to
+ * `serviced`. Returns 1 when the disk's last volume went away; else 0, also for an event that is malformed and for any
+ * other. */
 int hotplug_callback(const char *event);
 
 /* Sends "cupsd" to `serviced`. Returns 0. */

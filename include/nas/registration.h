@@ -19,8 +19,8 @@ int make_auth(const struct DdnsConfig *record, char *auth);
 void get_kvcloud_rand_str(char *nonce);
 
 /* Enciphers the request with the host's cipher and writes it as lower-case hexadecimal digits, terminated, into `value`
- * (NAS_REQUEST_VALUE_SIZE bytes). Returns the number of enciphered bytes, at most 1024; when the cipher gives none, what
- * it returned (0 or less), with `value` untouched. */
+ * (NAS_REQUEST_VALUE_SIZE bytes). Returns the number of enciphered bytes, at most 1024; when the cipher gives none,
+ * what it returned (0 or less), with `value` untouched. */
 int encode_kvcloud_crypt(const char *request, char *value);
 
 NAS_END_DECLS

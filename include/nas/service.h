@@ -85,7 +85,8 @@ int use_system_user(const char *name);
 /* Returns 1 when the service's users are system accounts that also get a password; else 0. */
 int use_system_passwd(const char *name);
 
-/* Runs "/usr/bin/killall <kill_name>" and does not wait. Returns 0; -1 for an unknown name, without running anything. */
+/* Runs "/usr/bin/killall <kill_name>" and does not wait. Returns 0; -1 for an unknown name, without running
+ * anything. */
 int kill_service(const char *name);
 
 /* Runs "/usr/bin/killall <kill_name>" and waits, a second a pass, until no process has the service's

@@ -2,8 +2,8 @@
  *
  * Everything is read afresh from /sys/bus/usb/devices. Listed are the interfaces that the router can use: mass storage
  * (class "08"), printers ("07") and the two communication classes of a phone or modem ("02", "0a"). Finding the name of
- * a storage or printer device runs "/usr/bin/find <device> | grep <name>" once for each existing node until one fits, so
- * these queries are for human or event pace. Two flags of a device live in the status store. */
+ * a storage or printer device runs "/usr/bin/find <device> | grep <name>" once for each existing node until one fits,
+ * so these queries are for human or event pace. Two flags of a device live in the status store. */
 #ifndef NAS_USBDEV_H
 #define NAS_USBDEV_H
 
@@ -35,8 +35,8 @@ struct UsbDevList {
     struct UsbDevInfo *first, *last;
 };
 
-/* Reads the interface whose sysfs link is `path` into `info`, which the caller has cleared. `filter` is a class, or null
- * for all. Returns 1; 0 when the interface is not one of those listed (fields read so far stay filled in). */
+/* Reads the interface whose sysfs link is `path` into `info`, which the caller has cleared. `filter` is a class, or
+ * null for all. Returns 1; 0 when the interface is not one of those listed (fields read so far stay filled in). */
 int get_usbdev_info(const char *path, const char *filter, struct UsbDevInfo *info);
 
 /* Fills `list` (whatever it held before) in the order of the entries' names; `filter` as above. The caller releases it
@@ -82,8 +82,8 @@ int get_usbdev_conneted_mode(int index);
 int turnoff_usbled(void);
 
 /* The status integer "usbdevidx_<disk>" (key cut at 63 characters): the port of a disk that has left. It is written for
- * the whole name and read for its first three characters, so that a partition finds its disk's. The first returns 0, the
- * second the value, -1 when absent. */
+ * the whole name and read for its first three characters, so that a partition finds its disk's. The first returns 0,
+ * the second the value, -1 when absent. */
 int set_usbdev_idx_cache(const char *devname, int index);
 int get_usbdev_idx_cache(const char *devname);
 

@@ -33,8 +33,9 @@ struct HttpdConfig {
 
 enum { NAS_MAC_POSTFIX_SIZE = 7 };
 
-/* Reads "url_conf", split as strtok does: neighbouring commas are one. A missing port is 8000, other missing fields are 0.
- * Returns 1; 0 without a record: then it is switched off on port 8000. `config` may be null: only the result counts. */
+/* Reads "url_conf", split as strtok does: neighbouring commas are one. A missing port is 8000, other missing fields are
+ * 0. Returns 1; 0 without a record: then it is switched off on port 8000. `config` may be null: only the result
+ * counts. */
 int get_urlsvc_config(struct UrlServiceConfig *config);
 
 /* Writes "url_conf". Returns 0. */
@@ -43,8 +44,8 @@ int set_urlsvc_config(const struct UrlServiceConfig *config);
 /* Fills the record from "ftp_conf", "url_conf" and constants. Returns 1. */
 int get_httpd_config(struct HttpdConfig *config);
 
-/* Runs "/sbin/htdigest" to put a user into /etc/lighttpd.user, which is created ("-c") when it is missing. The name is cut
- * at 63 characters, the password at 127; it stands on the command line. Both return 0. */
+/* Runs "/sbin/htdigest" to put a user into /etc/lighttpd.user, which is created ("-c") when it is missing. The name is
+ * cut at 63 characters, the password at 127; it stands on the command line. Both return 0. */
 int add_httpd_digest_user(const struct NasUser *user, const struct HttpdConfig *config);
 int add_httpd_user(const struct NasUser *user);
 
@@ -62,11 +63,11 @@ int configure_iptables_for_url(const struct HttpdConfig *config, const char *wan
  * (NAS_MAC_POSTFIX_SIZE bytes). Returns 1. */
 int get_mac_postfix(char *text);
 
-/* Removes /etc/lighttpd.conf.<any> and writes them anew (mode 0644), makes /etc/lighttpd.user afresh for the service's user,
- * /tmp/webroot/kelsto.html, the links of the FTP users below /tmp/webroot/httpstream and the upload folder; ends the
- * servers, closes the service's port and starts what is switched on; logs start (when `origin` is given and holds no
- * "url_kelsto") and stop. `mode` is null for an ordinary run, "forced" to start the remote-access server alone, even when
- * it is switched off, "nomount" to leave all stopped. `origin` may be null. Returns 0. */
+/* Removes /etc/lighttpd.conf.<any> and writes them anew (mode 0644), makes /etc/lighttpd.user afresh for the service's
+ * user, /tmp/webroot/kelsto.html, the links of the FTP users below /tmp/webroot/httpstream and the upload folder; ends
+ * the servers, closes the service's port and starts what is switched on; logs start (when `origin` is given and holds
+ * no "url_kelsto") and stop. `mode` is null for an ordinary run, "forced" to start the remote-access server alone, even
+ * when it is switched off, "nomount" to leave all stopped. `origin` may be null. Returns 0. */
 int lighttpd_callback(const char *mode, const char *origin);
 
 NAS_END_DECLS

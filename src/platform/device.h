@@ -45,7 +45,8 @@ int check_diag_flag(void);
 /* Non-zero when the kernel module is loaded. */
 int check_module_installed(const char *module);
 
-/* Switches the LED of a USB port (from 1; -1 for a device that is on none) on (1) or off (0). Returns 0, -1 on failure. */
+/* Switches the LED of a USB port (from 1; -1 for a device that is on none) on (1) or off (0). Returns 0, -1 on
+ * failure. */
 int set_usbled(int port, int on);
 
 /* Fills in when the LEDs are to be dark. Returns 0, -1 when nothing is set. */

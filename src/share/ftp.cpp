@@ -244,8 +244,8 @@ char *print_ftpconf_global(char *text, const FtpdConfig *config)
     return text + conf.length;
 }
 
-// What follows a directory's name when it is closed but for the given users. `suffix` is empty for the folder itself, "/*"
-// for what is in it.
+// What follows a directory's name when it is closed but for the given users. `suffix` is empty for the folder itself,
+// "/*" for what is in it.
 static void append_closed_directory(TextBuffer &conf, std::string_view suffix, std::string_view writers,
                                     std::string_view readers)
 {
@@ -325,8 +325,8 @@ static bool reads_alike(const char *name, const char *other)
     }
 }
 
-// Would the entry's section be another folder's? Two sections of one folder end the daemon. "*" has one already, that of
-// all folders; "." and ".." would be the disk and all disks.
+// Would the entry's section be another folder's? Two sections of one folder end the daemon. "*" has one already, that
+// of all folders; "." and ".." would be the disk and all disks.
 static bool is_read_as_another(const FolderList &list, const char *name)
 {
     if (list.with_backslash == 0 || strchr(name, '\\') == nullptr)

@@ -58,7 +58,8 @@ int storlib_create_dir(const char *path, unsigned mode)
     const std::unique_ptr<char, FreeMemory> copy(strdup(path));
     if (!copy)
         return -1;
-    // The owner must be able to enter and fill what is made here; the caller keeps this umask for the files that follow.
+    // The owner must be able to enter and fill what is made here; the caller keeps this umask for the files that
+    // follow.
     const mode_t saved_umask = umask(0);
     umask(saved_umask & ~static_cast<mode_t>(S_IWUSR | S_IXUSR));
 

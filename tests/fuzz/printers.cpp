@@ -11,8 +11,8 @@ namespace nas_fuzz
 namespace
 {
 
-// The address stands between double quotes, where these mean something to the shell. A command that is too long loses its
-// end, the closing quote perhaps: the shell refuses it then.
+// The address stands between double quotes, where these mean something to the shell. A command that is too long loses
+// its end, the closing quote perhaps: the shell refuses it then.
 void require_safe(const std::string &line)
 {
     constexpr std::string_view add = "run /bin/lpadmin -p \"nalVEX_Printer\" -v \"";

@@ -1,4 +1,5 @@
-/* nasctl plug and unplug: what they make of the program that stands for the USB ports, and what they say without one. */
+/* nasctl plug and unplug: what they make of the program that stands for the USB ports, and what they say without
+ * one. */
 #include "fixture.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-/* traced_run TRACE CALLBACK [MODE [ORIGIN]]: runs a callback of the installed library with the installed host, for real,
- * and writes every act that leaves the library into the file TRACE, a line each. It stands in front of the host and of
- * the C library, as any program may, and passes everything on. */
+/* traced_run TRACE CALLBACK [MODE [ORIGIN]]: runs a callback of the installed library with the installed host, for
+ * real, and writes every act that leaves the library into the file TRACE, a line each. It stands in front of the host
+ * and of the C library, as any program may, and passes everything on. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <signal.h>

@@ -1,6 +1,6 @@
 // A router's root folder without daemons, for the library on the reference host: its own /etc, /tmp, /var and /mnt, the
-// stores, and the machine's shell. Every program but a few small ones (mkdir, rm, ln ...) is a recorder that writes down
-// which words it was really given. The process must be in a private world (host/hotplug/private_world.h).
+// stores, and the machine's shell. Every program but a few small ones (mkdir, rm, ln ...) is a recorder that writes
+// down which words it was really given. The process must be in a private world (host/hotplug/private_world.h).
 #ifndef NAS_TESTS_PRIVATE_ROOT_H
 #define NAS_TESTS_PRIVATE_ROOT_H
 

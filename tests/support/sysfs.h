@@ -20,8 +20,8 @@ namespace nas_test
 {
 
 // Makes the folders, files and links. On the host, "/usr/bin/find FOLDER | grep NAME" answers for these devices as it
-// would for the folders of the tree, where FOLDER is an interface's link and "/.."; the link by its path, with one slash or two before
-// its name, or by its name alone.
+// would for the folders of the tree, where FOLDER is an interface's link and "/.."; the link by its path, with one
+// slash or two before its name, or by its name alone.
 // Devices that are plugged in later do not change what is there. A line that is not understood ends the program.
 void plug(Sandbox &sandbox, RecordingHost &host, std::string_view devices);
 

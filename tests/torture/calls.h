@@ -24,7 +24,8 @@ enum class Fault {
 // What a process that is to be killed does before.
 void set_last_act(void (*act)());
 
-// From now on the library's calls are counted from 1. The name of the one that fails first is written to `failed` at once.
+// From now on the library's calls are counted from 1. The name of the one that fails first is written to `failed` at
+// once.
 void arm(Fault fault, int call, std::span<char> failed);
 
 struct Outcome {

@@ -1,7 +1,7 @@
 // torture [--every K] [--shard I/N] [TEXT]: fails every K-th call (default: each) that the library makes, once and from
-// there on, and kills the process in its place, in all scenarios, in the I-th of N parts of them, or in those whose name
-// holds TEXT. Each attempt has a process and a world of its own and must end without crash and hang, hold nothing, leave
-// no descriptor open, and the good run behind it must end in the files and stores that good runs end in.
+// there on, and kills the process in its place, in all scenarios, in the I-th of N parts of them, or in those whose
+// name holds TEXT. Each attempt has a process and a world of its own and must end without crash and hang, hold nothing,
+// leave no descriptor open, and the good run behind it must end in the files and stores that good runs end in.
 #include "golden/golden_case.h"
 #include "support/sandbox.h"
 #include "torture/calls.h"
