@@ -51,8 +51,9 @@ int get_number(Store &store, const char *key)
 int set_text(Store &store, const char *act, const char *key, const std::string &value)
 {
     const HostsOwnDoing mine;
-    host().record_act(std::string(act) + " " + key + " = " + value, !store.refuses_writes);
-    if (store.refuses_writes)
+    const bool written = !store.refuses_writes && !store.refused.contains(key);
+    host().record_act(std::string(act) + " " + key + " = " + value, written);
+    if (!written)
         return -1;
     store.values[key] = value.substr(0, NAS_STORE_VALUE_SIZE - 1);
     return 0;
@@ -61,9 +62,9 @@ int set_text(Store &store, const char *act, const char *key, const std::string &
 int remove_key(Store &store, const char *act, const char *key)
 {
     const HostsOwnDoing mine;
-    const bool there = store.look_up(key).has_value();
-    host().record_act(std::string(act) + " " + key, there);
-    if (!there)
+    const bool removed = store.look_up(key).has_value() && !store.refused.contains(key);
+    host().record_act(std::string(act) + " " + key, removed);
+    if (!removed)
         return -1;
     store.values[key] = std::nullopt;
     return 0;

@@ -42,6 +42,7 @@ struct Store {
     std::map<std::string, int> reads;                         // per key, absent ones too
     int total_reads = 0;
     bool refuses_writes = false;
+    std::set<std::string> refused;                                        // keys that are neither written nor removed
     std::function<bool(const std::string &key, std::string &value)> live; // asked for keys that `values` lacks
 
     std::optional<std::string> look_up(const std::string &key) const;

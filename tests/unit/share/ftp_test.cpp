@@ -243,6 +243,14 @@ TEST_F(Ftp, FirstOtherPortEntersTheList)
     EXPECT_EQ(host.lines()[0], "ftp-private-ports 990 991 2121 0 0 0");
 }
 
+TEST_F(Ftp, FirstPlaceOfTheListIsTakenWhenItIsFree)
+{
+    host.network.ftp_private_ports = {0, 0, 0, 0, 0, 0};
+    host.network.next_ftp_private_port = 0;
+    EXPECT_EQ(set(make_config(0, 2121, 9000)), 0);
+    EXPECT_EQ(host.lines()[0], "ftp-private-ports 2121 0 0 0 0 0");
+}
+
 TEST_F(Ftp, SamePortLeavesTheListAlone)
 {
     host.set_config("ftp_conf", "0,2121,9000,UTF-8,0");
@@ -356,12 +364,13 @@ TEST_F(Ftp, ProductIsAFormatOfAtMost127Characters)
     EXPECT_TRUE(print_global(make_config(0, 21, 0)).starts_with("ServerName \"-334455\"\nServerType standalone\n"));
 }
 
-TEST_F(Ftp, UnknownHardwareAddressLeavesTheSectionWhole)
+TEST_F(Ftp, UnknownHardwareAddressCountsAsZeros)
 {
     host.device.product = "Router";
-    const std::string text = print_global(make_config(0, 2121, 0));
-    EXPECT_TRUE(text.starts_with("ServerName \"Router-"));
-    EXPECT_TRUE(text.ends_with(std::string("\"\n") + global_behind_the_name));
+    const std::string expected = std::string("ServerName \"Router-000000\"\n") + global_behind_the_name;
+    EXPECT_EQ(print_global(make_config(0, 2121, 0)), expected);
+    host.network.hwaddr["eth1"] = "00:11:22:33:44:5"; // one character is missing
+    EXPECT_EQ(print_global(make_config(0, 2121, 0)), expected);
 }
 
 TEST_F(Ftp, EncodingFollowsTheCharset)
@@ -391,6 +400,16 @@ TEST_F(Ftp, UsersOfSambaAloneMayNotLogIn)
     for (int slot = 0; slot < 5; ++slot)
         put_samba_user(slot, "user" + std::to_string(slot));
     EXPECT_EQ(denied_in_global(), "DenyUser nobody\nDenyUser user0,user1,user2,user3,user4\n");
+}
+
+TEST_F(Ftp, NamesOfOneCharacterAreDenied)
+{
+    put_samba_user(4, "x"); // no free slot behind it
+    EXPECT_EQ(denied_in_global(), "DenyUser nobody\nDenyUser x\n");
+    put_user(0, "y", "disable");
+    EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser y\n</Limit>\n"));
+    put_user(1, "z", "disable");
+    EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser y,z\n</Limit>\n"));
 }
 
 TEST_F(Ftp, SambaUserThatReadsAsAbsentIsAFreeSlot)
@@ -503,6 +522,23 @@ TEST_F(Ftp, ListHoldsNamesOf511CharactersTogether)
     EXPECT_NE(generate().find("\nAllowUser " + names + "\nAllowGroup OR\n"), std::string::npos);
 }
 
+TEST_F(Ftp, NameThatWouldMakeTheList512CharactersIsLeftOut)
+{
+    std::string names;
+    for (int slot = 0; slot < 3; ++slot) {
+        const std::string name(127, static_cast<char>('a' + slot));
+        put_user(slot, name, "rw");
+        names += name + ",";
+    }
+    sandbox.put_dir("/mnt/Disk1");
+    put_user(4, "e", "rw");
+    put_user(3, std::string(125, 'd'), "rw"); // 127 * 3 + 125 + 1 and four commas: 511
+    EXPECT_NE(generate().find("\nAllowUser " + names + std::string(125, 'd') + ",e\nAllowGroup OR\n"),
+              std::string::npos);
+    put_user(3, std::string(126, 'd'), "rw");
+    EXPECT_NE(generate().find("\nAllowUser " + names + std::string(126, 'd') + "\nAllowGroup OR\n"), std::string::npos);
+}
+
 TEST_F(Ftp, NameThatDoesNotFitIsLeftOutWhole)
 {
     std::string names;
@@ -599,6 +635,38 @@ std::string folder_sections(const std::string &name)
            "<Limit DIRS READ WRITE>\nAllowUser rita\n</Limit>\n</Directory>\n";
 }
 
+TEST_F(Ftp, FileIsWholeWhereverAPieceOfItEnds)
+{
+    host.network.hwaddr["eth1"] = "00:11:22:33:44:55";
+    host.set_config("ftp_conf", "1,2121,9000,UTF-8,0");
+    put_user(0, "rita", "rw");
+    // The last folder's sections end at every length around 4,096.
+    for (const std::size_t product : {0U, 1U})
+        for (std::size_t length = 170; length <= 200; ++length) {
+            const std::vector<std::string> names = {"A" + std::string(length - 1, 'a'), "B" + std::string(240, 'b'),
+                                                    "C" + std::string(240, 'c'), "D" + std::string(240, 'd')};
+            sandbox.clear();
+            host.device.product = std::string(product, 'p');
+            std::string expected =
+                "ServerName \"" + host.device.product + "-334455\"\n" + global_behind_the_name + first_sections();
+            for (const std::string &name : names) {
+                sandbox.put_dir("/mnt/Disk1/" + name);
+                expected += folder_sections(name);
+            }
+            ASSERT_EQ(generate(), expected) << product << " " << length;
+        }
+}
+
+TEST_F(Ftp, WithoutMemoryForItTheOldFileStays)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
+    sandbox.put_file(conf_path, "old\n");
+    const FailingMemory memory(0, 4096);
+    EXPECT_EQ(generate(), "old\n");
+    EXPECT_GE(memory.failures(), 1);
+}
+
 TEST_F(Ftp, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)
 {
     if (!nas_test::memory_can_fail())
@@ -652,8 +720,10 @@ TEST_F(Ftp, TextThatOutgrowsItsMemoryEndsBehindASection)
         fine.push_back(whole);
     }
     for (const unsigned long size : {40000U, 65536U, 131072U}) { // nothing of that size can be had
+        host.forget();
         const FailingMemory memory(0, size);
         const std::string text = generate();
+        EXPECT_EQ(host.count_lines("stderr: Not written whole: /etc/proftpd.conf"), 1);
         EXPECT_GE(memory.failures(), 1);
         EXPECT_GT(text.size(), size / 4);
         EXPECT_LT(text.size(), size);

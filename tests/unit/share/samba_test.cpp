@@ -360,6 +360,7 @@ TEST_F(Samba, NamesWithControlCharactersAreNotListed)
     put_user(1, "be\trt", 1);
     put_user(2, "ca\x7frl", 1);
     put_user(3, "dina", 2);
+    put_user(4, "em\x1f!", 1);
     EXPECT_EQ(share("Disk1"), section("", "dina", "/mnt/Disk1", "Disk1"));
 }
 
@@ -498,6 +499,14 @@ TEST_F(Samba, ProtocolsFollowTheRecord)
     EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB1\nworkgroup=HOME\n"));
     host.set_config("samba_conf", "1,Router,HOME,0,0,1,1");
     EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB2\nworkgroup=HOME\n"));
+    for (const char *on : {"-1", "2"}) { // any number but 0
+        host.set_config("samba_conf", std::string("1,Router,HOME,0,0,0,") + on);
+        EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB2\nmax protocol = SMB2\n")) << on;
+        host.set_config("samba_conf", std::string("1,Router,HOME,0,0,") + on + ",0");
+        EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB1\n")) << on;
+        host.set_config("samba_conf", std::string("1,Router,HOME,0,0,") + on + "," + on);
+        EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB2\n")) << on;
+    }
 }
 
 TEST_F(Samba, StoreIsReadNoMoreOftenForMoreFolders)
@@ -539,14 +548,27 @@ TEST_F(Samba, TextThatOutgrowsItsMemoryEndsBehindASection)
         fine.push_back(whole);
     }
     for (const unsigned long size : {40000U, 65536U, 131072U}) { // nothing of that size can be had
+        host.forget();
         const FailingMemory memory(0, size);
         const std::string text = generate();
+        EXPECT_EQ(host.count_lines("stderr: Not written whole: /etc/samba/smb.conf"), 1);
         EXPECT_GE(memory.failures(), 1);
         EXPECT_GT(text.size(), size / 4);
         EXPECT_LT(text.size(), size);
         EXPECT_NE(std::find(fine.begin(), fine.end(), text), fine.end()) << size;
     }
     EXPECT_EQ(generate(), whole);
+}
+
+TEST_F(Samba, WithoutMemoryForItTheOldFileStays)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
+    set_up_disk();
+    sandbox.put_file(conf_path, "old\n");
+    const FailingMemory memory(0, 4096);
+    EXPECT_EQ(generate(), "old\n");
+    EXPECT_GE(memory.failures(), 1);
 }
 
 TEST_F(Samba, WhateverMemoryFailsTheFileIsOldOrEndsBehindASection)

@@ -674,6 +674,29 @@ TEST_F(User, OldFtpUserStaysUntilTheNewOneIsStored)
     EXPECT_EQ(host.count_lines("remove "), 2);
 }
 
+TEST_F(User, OldFtpUserStaysWhenAnyPartOfTheNewOneIsNotStored)
+{
+    host.set_config("nas_user_ftp", "anna,secret,2");
+    host.set_config("nas_user_ftp.folder", "Disk1");
+    for (const char *key : {"nas_user_system_0", "nas_user_system_0.ftp", "nas_user_system_0.ftp.folder"}) {
+        host.config.refused = {key};
+        host.forget();
+        EXPECT_EQ(host.call(convert_userdb), 0);
+        EXPECT_EQ(host.count_lines("set "), 3) << key;
+        EXPECT_EQ(host.count_lines("remove "), 0) << key;
+    }
+}
+
+TEST_F(User, FolderOfAnOldFtpUserStaysWithTheUser)
+{
+    host.set_config("nas_user_ftp", "anna,secret,2");
+    host.set_config("nas_user_ftp.folder", "Disk1");
+    host.config.refused = {"nas_user_ftp"};
+    EXPECT_EQ(host.call(convert_userdb), 0);
+    EXPECT_EQ(host.lines().back(), "remove nas_user_ftp -> failed");
+    EXPECT_EQ(*host.config.look_up("nas_user_ftp.folder"), "Disk1");
+}
+
 TEST_F(User, WithoutOldFtpUsersNothingIsChanged)
 {
     put_ftp_user(0, "anna");
