@@ -254,7 +254,7 @@ TEST_F(Hotplug, RemovalIsTheSameInDiagnostics)
 TEST_F(Hotplug, EveryActionButAddIsARemoval)
 {
     host.set_status("usbdevidx_sda", "1");
-    for (const char *action : {"change", "bind", "ADD", "added", "ad", " add"}) {
+    for (const char *action : {"change", "bind", "ADD", "added", "ad", " add", "a", "\xff"}) {
         EXPECT_EQ(event(action, disk_path), "") << action;
         EXPECT_EQ(event(action, disk_path + "/sda1"), services_stopped +
                                                           "run /sbin/usbumount sda1 -> 0\n"

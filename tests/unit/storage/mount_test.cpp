@@ -226,6 +226,41 @@ TEST_F(Mount, WhatIsNoEscapeStays)
     EXPECT_EQ(volumes(), "sda1>/tmp/mnt/a\\\nsdb1>/tmp/mnt/b\\04\nsdc1>/tmp/mnt/c\\048d\nsdd1>/tmp/mnt/d\\x20\n");
 }
 
+TEST_F(Mount, OctalEscapesStandAnywhereInAName)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/\\040\\040a\\040\\134\\134b\\040 ext4 rw 0 0\n"
+                       "/dev/sdb1 /tmp/mnt/\uc601\\040\uc601\ud654\\011\u00fc ext4 rw 0 0\n"
+                       "/dev/sdc1 /tmp/mnt/\\001\\177\\200\\376\\377\\101 ext4 rw 0 0\n");
+    ASSERT_EQ(build(), 3U);
+    EXPECT_STREQ(list.first->folder, "  a \\\\b ");
+    EXPECT_STREQ(list.first->next->folder, "\uc601 \uc601\ud654\t\u00fc");
+    EXPECT_STREQ(list.last->folder, "\x01\x7f\x80\xfe\xff"
+                                    "A");
+}
+
+TEST_F(Mount, EscapesOfNoByteStay)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/a\\000b ext4 rw 0 0\n"
+                       "/dev/sdb1 /tmp/mnt/\\400\\401\\777 ext4 rw 0 0\n"
+                       "/dev/sdc1 /tmp/mnt/\\081\\018\\811\\0:1\\01: ext4 rw 0 0\n");
+    ASSERT_EQ(build(), 3U);
+    EXPECT_STREQ(list.first->folder, "a\\000b");
+    EXPECT_STREQ(list.first->next->folder, "\\400\\401\\777");
+    EXPECT_STREQ(list.last->folder, "\\081\\018\\811\\0:1\\01:");
+}
+
+TEST_F(Mount, LongNameOfADiskIsAskedForAsItIsListed)
+{
+    sandbox.set_mounts("/dev/abcdefghijklmnopqrst1 /tmp/mnt/A ext4 rw 0 0\n"
+                       "/dev/abcdefghijklmno1 /tmp/mnt/B ext4 rw 0 0\n"
+                       "/dev/abcdefghijklmn1 /tmp/mnt/C ext4 rw 0 0\n");
+    EXPECT_EQ(build("abcdefghijklmno"), 2U);
+    EXPECT_EQ(volumes(), "abcdefghijklmno>/tmp/mnt/A\nabcdefghijklmno>/tmp/mnt/B\n");
+    EXPECT_EQ(build("abcdefghijklmn"), 1U);
+    for (const char *none : {"abcdefghijklmnop", "abcdefghijklmnopq", "abcdefghijklmnopqrst"})
+        EXPECT_EQ(build(none), 0U) << none;
+}
+
 TEST_F(Mount, FieldsThatDoNotFitAreCut)
 {
     const std::string folder(100, 'f');
@@ -312,6 +347,22 @@ TEST_F(Mount, PercentIsOfWhatUsersCanHaveToTheNearest)
     EXPECT_EQ(percent(100, 10, 0), 100);      // only the superuser's blocks are left
     EXPECT_EQ(percent(3, 2, 2), 33);
     EXPECT_EQ(percent(3, 1, 1), 67);
+}
+
+TEST_F(Mount, EveryPercentageIsTold)
+{
+    for (int used = 0; used <= 100; ++used) {
+        const auto free = static_cast<std::uint64_t>(100 - used);
+        EXPECT_EQ(percent(100, free, free), used);
+    }
+}
+
+TEST_F(Mount, VolumeOfOneBlockHasSizes)
+{
+    EXPECT_EQ(percent(1, 0, 0), 100);
+    EXPECT_EQ(list.first->total, 4096U);
+    EXPECT_EQ(list.first->used, 4096U);
+    EXPECT_EQ(list.first->free, 0U);
 }
 
 TEST_F(Mount, PercentOfNothingIsZero)
@@ -567,6 +618,16 @@ TEST_F(Mount, LongPathsAreComparedWhole)
     sandbox.set_mounts("/dev/sda1 " + path + " vfat rw 0 0\n");
     EXPECT_EQ(devpath(host, path.c_str()).result, 1);
     EXPECT_EQ(devpath(host, path.substr(0, 63).c_str()).result, 0);
+    EXPECT_EQ(devpath(host, (path + "f").c_str()).result, 0);
+}
+
+TEST_F(Mount, LineCountsUpToIts511thCharacter)
+{
+    const std::string path = "/tmp/mnt/" + std::string(492, 'f'); // 501, and ten of the device
+    sandbox.set_mounts("/dev/sda1 " + path + "\n");
+    EXPECT_EQ(devpath(host, path.c_str()).result, 1);
+    sandbox.set_mounts("/dev/sda1 " + path + "f\n");
+    EXPECT_EQ(devpath(host, path.c_str()).result, 1);
     EXPECT_EQ(devpath(host, (path + "f").c_str()).result, 0);
 }
 

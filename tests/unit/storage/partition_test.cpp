@@ -44,6 +44,9 @@ TEST_F(Partition, IndexIsTheNumberBehindTheDriveLetter)
     EXPECT_EQ(index("hdd7"), 7);
     EXPECT_EQ(index("sda1x"), 1);
     EXPECT_EQ(index("sdap1"), 0);
+    EXPECT_EQ(index("sd\xe9"
+                    "1"),
+              1); // whatever stands for the letter
 }
 
 TEST_F(Partition, IndexOfAnOpticalDriveFollowsTheFamily)
@@ -332,6 +335,46 @@ TEST_F(Partition, OverlongLineCountsOnceAndUpToItsLimit)
     EXPECT_EQ(get_blockdev_exist("sda3"), 0);
     EXPECT_EQ(get_partition_lastidx("sda"), 1);
     EXPECT_EQ(get_partition_numofblock("sda1"), 1048576U);
+}
+
+TEST_F(Partition, LineCountsUpToIts255thCharacter)
+{
+    sandbox.set_partitions(std::string(251, ' ') + "sda1\n");
+    EXPECT_EQ(get_blockdev_exist("sda1"), 1);
+    sandbox.set_partitions(std::string(252, ' ') + "sda1\n");
+    EXPECT_EQ(get_blockdev_exist("sda1"), 0);
+    EXPECT_EQ(get_blockdev_exist("sda"), 1);
+}
+
+TEST_F(Partition, NoPartOfAnEndlessLineCounts)
+{
+    std::string tail;
+    for (int i = 0; i < 5000; ++i)
+        tail += "sdb1";
+    for (const char *end : {"\n", ""}) {
+        sandbox.set_partitions(std::string(255, ' ') + tail + end);
+        EXPECT_EQ(get_blockdev_exist("sdb1"), 0);
+    }
+    sandbox.set_partitions(std::string(255, ' ') + tail + "\n   8        0   15633408 sda\n");
+    EXPECT_EQ(get_blockdev_exist("sdb1"), 0);
+    EXPECT_EQ(get_partition_numofblock("sda"), 15633408U);
+}
+
+TEST_F(Partition, LinesAreWholeWhereverTheTableEnds)
+{
+    // Tables of about 2 and 4 KiB: lines that reach over what is read at once, with and without a last line feed.
+    for (const std::size_t lines : {96U, 97U, 98U, 194U, 195U, 196U})
+        for (std::size_t first = 0; first < 21; ++first) {
+            std::string table = std::string(first, ' ') + "\n";
+            for (std::size_t i = 1; i < lines; ++i)
+                table += "   8 1  100 sda1  \n \n";
+            table += "   8 2  200 sda2";
+            sandbox.set_partitions(table);
+            ASSERT_EQ(get_partition_num("sda"), lines - 1) << first;
+            ASSERT_EQ(get_partition_numofblock("sda2"), 200U) << lines << " " << first;
+            sandbox.set_partitions(table + "\n");
+            ASSERT_EQ(get_partition_num("sda"), lines - 1) << first;
+        }
 }
 
 TEST_F(Partition, TailOfAnOverlongLineIsNoLineOfItsOwn)

@@ -9,8 +9,18 @@
 #include <fcntl.h>
 #include <map>
 #include <string>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <vector>
+
+// readlink ends no text: what stands behind the target is anything, here more of a path.
+extern "C" ssize_t nas_test_readlink(const char *path, char *target, std::size_t size) __asm__("readlink");
+ssize_t nas_test_readlink(const char *path, char *target, std::size_t size)
+{
+    for (std::size_t i = 0; i < size; ++i)
+        target[i] = i % 2 == 0 ? '/' : 'x';
+    return syscall(SYS_readlinkat, AT_FDCWD, path, target, size);
+}
 
 namespace
 {

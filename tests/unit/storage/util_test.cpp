@@ -230,6 +230,22 @@ TEST_F(Util, DoubleSlashesDoNoHarm)
     EXPECT_EQ(mode_of("/tmp/a/b"), 0755U);
 }
 
+TEST_F(Util, RootAndShortPathsHaveNothingAboveThem)
+{
+    host.passes_files_on = false;
+    EXPECT_EQ(create("/", 0755), 0);
+    EXPECT_EQ(create("a", 0755), 0);
+    EXPECT_EQ(create("", 0755), 0);
+    EXPECT_EQ(host.transcript(), "chmod 0755 /\n"
+                                 "chmod 0755 a\n"
+                                 "chmod 0755 \n");
+    host.forget();
+    EXPECT_EQ(create("a/", 0755), 0);
+    EXPECT_EQ(host.transcript(), "mkdir 0777 a\n"
+                                 "chmod 0755 a\n"
+                                 "chmod 0755 a/\n");
+}
+
 TEST_F(Util, LongPathIsMadeWhole)
 {
     const std::string part = "/" + std::string(200, 'p');
