@@ -485,8 +485,9 @@ TEST_F(Torrent, PlainPathIsGivenToChmodAsItIs)
 TEST_F(Torrent, PathThatTheShellWouldReadOtherwiseIsQuotedForChmod)
 {
     let_daemon_start();
-    for (const char *folder : {"My Files", "a;b", "a&b", "a|b", "a$b", "$(reboot)", "`reboot`", "a\"b", "a\\b", "a*",
-                               "a?b", "[ab]", "a>b", "a<b", "(a)", "a\tb"}) {
+    for (const char *folder : {"My Files", "a;b",  "a&b", "a|b", "a$b", "$(reboot)", "`reboot`", "a\"b", "a\\b", "a*",
+                               "a?b",      "[ab]", "a>b", "a<b", "(a)", "a\tb",      "a\nb",     "a!b",  "a#b",  "a(b",
+                               "a)b",      "a[b",  "a]b", "a^b", "a{b", "a}b",       "~a",       "a`b"}) {
         set_up_service("Disk1", folder);
         run();
         const std::string quoted = std::string("'/mnt/Disk1/") + folder + "' -> 0";
