@@ -8,16 +8,17 @@
 #include <algorithm>
 #include <cstring>
 
+using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
+using nas_recording::some_yes;
 
 int get_si(const char *section, void *out)
 {
     const HostsOwnDoing mine;
     const std::string_view name = section;
     if (name == "pi") {
-        char *text = static_cast<char *>(out);
-        text[host().device.product.copy(text, NAS_PRODUCT_SIZE - 1)] = '\0';
+        copy_bounded(static_cast<char *>(out), NAS_PRODUCT_SIZE, host().device.product);
         return 0;
     }
     if (name == "hw") {
@@ -29,18 +30,18 @@ int get_si(const char *section, void *out)
 
 int is_factory_test_mode(void)
 {
-    return host().device.factory_test_mode ? 1 : 0;
+    return host().device.factory_test_mode ? some_yes : 0;
 }
 
 int check_diag_flag(void)
 {
-    return host().device.diagnostics ? 1 : 0;
+    return host().device.diagnostics ? some_yes : 0;
 }
 
 int check_module_installed(const char *module)
 {
     const HostsOwnDoing mine;
-    return host().device.modules.contains(module) ? 1 : 0;
+    return host().device.modules.contains(module) ? some_yes : 0;
 }
 
 int get_led_silent_control(LedSilentControl *control)
@@ -58,7 +59,7 @@ int ddnsapi_read_config_by_service_type(int index, const char *type, DdnsConfig 
     if (found == host().device.ddns.end() || index < 0 || static_cast<std::size_t>(index) >= found->second.size())
         return 0;
     *record = found->second[static_cast<std::size_t>(index)];
-    return 1;
+    return some_yes;
 }
 
 int encode_crypt(const char *input, unsigned char *output, int capacity, int option1, int option2, int length)

@@ -4,10 +4,11 @@
 #include "platform/network.h"
 
 #include <cstdio>
-#include <cstring>
 
+using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
+using nas_recording::some_yes;
 using nas_recording::words;
 
 namespace
@@ -15,44 +16,52 @@ namespace
 
 void put(char *to, const std::string &text)
 {
-    if (to == nullptr)
-        return;
-    const std::size_t length = text.copy(to, NAS_ADDRESS_SIZE - 1);
-    to[length] = '\0';
+    if (to != nullptr)
+        copy_bounded(to, NAS_ADDRESS_SIZE, text);
 }
 
 using Facts = std::map<std::string, std::string>;
 
-// Writes the fact, or the empty text when there is none.
+// Writes the fact; leaves the text as it was when there is none.
 bool answer(const Facts &facts, const char *key, char *to)
 {
     const HostsOwnDoing mine;
     const auto found = facts.find(key);
-    put(to, found == facts.end() ? "" : found->second);
-    return found != facts.end();
+    if (found == facts.end())
+        return false;
+    put(to, found->second);
+    return true;
+}
+
+// Writes the fact, or the empty text when there is none.
+bool answer_or_clear(const Facts &facts, const char *key, char *to)
+{
+    const HostsOwnDoing mine;
+    put(to, "");
+    return answer(facts, key, to);
 }
 
 } // namespace
 
 int get_wan_ip(const char *wan, char *ip)
 {
-    return answer(host().network.wan_ip, wan, ip) ? 1 : 0;
+    return answer_or_clear(host().network.wan_ip, wan, ip) ? 1 : 0;
 }
 
 int get_ifconfig(const char *ifname, char *ip, char *mask)
 {
-    answer(host().network.mask, ifname, mask);
-    return answer(host().network.address, ifname, ip) ? 1 : 0;
+    answer_or_clear(host().network.mask, ifname, mask);
+    return answer_or_clear(host().network.address, ifname, ip) ? 1 : 0;
 }
 
 int get_ifexist(const char *ifname)
 {
-    return host().network.interfaces.contains(ifname) ? 1 : 0;
+    return host().network.interfaces.contains(ifname) ? some_yes : 0;
 }
 
 int get_wan_link(const char *wan)
 {
-    return host().network.links.contains(wan) ? 1 : 0;
+    return host().network.links.contains(wan) ? some_yes : 0;
 }
 
 int get_wan_type(const char *wan, char *type)
@@ -80,12 +89,12 @@ int get_wan_hw_ifname(const char *wan, char *ifname)
 
 int get_wansetup_status(const char *wan)
 {
-    return host().network.set_up.contains(wan) ? 1 : 0;
+    return host().network.set_up.contains(wan) ? some_yes : 0;
 }
 
 int get_default_gateway(const char *ifname, char *gateway)
 {
-    return answer(host().network.gateway, ifname, gateway) ? 1 : 0;
+    return answer(host().network.gateway, ifname, gateway) ? some_yes : 0;
 }
 
 int check_default_gateway(const char *gateway, const char *ip, const char *mask)
@@ -98,7 +107,7 @@ int check_default_gateway(const char *gateway, const char *ip, const char *mask)
 
 int local_gateway_is_default_gateway(void)
 {
-    return host().network.gateway_is_local ? 1 : 0;
+    return host().network.gateway_is_local ? some_yes : 0;
 }
 
 int get_hwaddr_org(const char *ifname, char *text)

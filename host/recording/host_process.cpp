@@ -12,18 +12,14 @@
 #include <sys/stat.h>
 #include <utility>
 
+using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
 using nas_recording::Process;
+using nas_recording::some_yes;
 
 namespace
 {
-
-void copy_bounded(char *to, std::size_t size, const std::string &from)
-{
-    const std::size_t length = from.copy(to, size - 1);
-    to[length] = '\0';
-}
 
 [[gnu::format(printf, 1, 0)]] std::string format(const char *text, std::va_list arguments)
 {
@@ -113,7 +109,7 @@ int check_process2(const char *pid_file)
     const int pid = pid_in(pid_file);
     for (const Process &process : host().look_for(nullptr)) {
         if (process.pid == pid)
-            return 1;
+            return some_yes;
     }
     return 0;
 }
@@ -153,7 +149,7 @@ int get_file_string(const char *path, char *buffer, int size)
     if (text.ends_with('\n'))
         text.pop_back();
     copy_bounded(buffer, static_cast<std::size_t>(size), text);
-    return 1;
+    return some_yes;
 }
 
 int get_file_value(const char *path, int flags)
@@ -168,5 +164,5 @@ int file_exists(const char *path)
 {
     const HostsOwnDoing mine;
     struct stat facts;
-    return stat(path, &facts) == 0 ? 1 : 0;
+    return stat(path, &facts) == 0 ? some_yes : 0;
 }

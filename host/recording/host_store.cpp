@@ -4,7 +4,6 @@
 #include "platform/store.h"
 
 #include <cstdlib>
-#include <cstring>
 
 namespace nas_recording
 {
@@ -36,8 +35,7 @@ int get_text(Store &store, const char *key, char *value)
     const std::optional<std::string> text = store.read(key);
     if (!text)
         return -1;
-    const std::size_t length = text->copy(value, NAS_STORE_VALUE_SIZE - 1);
-    value[length] = '\0';
+    copy_bounded(value, NAS_STORE_VALUE_SIZE, *text);
     return 0;
 }
 

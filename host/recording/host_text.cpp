@@ -5,18 +5,8 @@
 
 #include <string>
 
+using nas_recording::copy_bounded;
 using nas_recording::HostsOwnDoing;
-
-namespace
-{
-
-void copy_bounded(char *to, std::size_t size, const std::string &from)
-{
-    const std::size_t length = from.copy(to, size - 1);
-    to[length] = '\0';
-}
-
-} // namespace
 
 char *quote_r(char *text, int capacity)
 {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace nas_recording
 {
@@ -54,6 +55,13 @@ void append_lines(std::vector<std::string> &lines, const std::string &channel, c
 }
 
 } // namespace
+
+void copy_bounded(char *to, std::size_t room, std::string_view from)
+{
+    const std::size_t length = from.copy(to, room - 1);
+    std::memset(to + length, '#', room - length);
+    to[length] = '\0';
+}
 
 std::string visible(std::string_view text)
 {

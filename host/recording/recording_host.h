@@ -22,6 +22,7 @@
 #include "platform/device.h"
 #include "platform/registration.h"
 
+#include <climits>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -203,6 +204,12 @@ bool in_library();
 
 // Refuse (with a message and the program's end) to run a command, or to rename the machine, outside a call.
 void refuse_unrecorded_acts();
+
+// What an operation answers that may say yes by any number but 0: a caller must take no more for granted.
+inline constexpr int some_yes = INT_MIN;
+
+// Copies a text, cut at the room that the caller says it has, and uses all of it: a caller that has less is found out.
+void copy_bounded(char *to, std::size_t room, std::string_view from);
 
 // A line's text with control characters shown as their pictures.
 std::string visible(std::string_view text);

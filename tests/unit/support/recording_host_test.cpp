@@ -9,6 +9,7 @@
 #include "platform/store.h"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -444,6 +445,73 @@ TEST_F(Recording, NetworkAnswers)
     EXPECT_EQ(octets[5], 0xff);
     act(host, [] { set_default_gateway("wan1", nullptr); });
     EXPECT_EQ(host.transcript(), "gateway wan1 (none)\n");
+}
+
+TEST_F(Recording, UnknownFactsLeaveTheTextAsItWas)
+{
+    char text[NAS_ADDRESS_SIZE] = "#";
+    EXPECT_EQ(get_wan_type("wan1", text), -1);
+    EXPECT_EQ(get_wan_hw_ifname("wan1", text), -1);
+    EXPECT_EQ(get_default_gateway("br-lan", text), 0);
+    EXPECT_EQ(get_hwaddr_org("eth0", text), -1);
+    EXPECT_EQ(get_hwaddr_by_ip("192.168.1.9", text), -1);
+    EXPECT_STREQ(text, "#");
+}
+
+TEST_F(Recording, YesIsTheSmallestNumber)
+{
+    host.network.interfaces.insert("lte0");
+    host.network.links.insert("wan1");
+    host.network.set_up.insert("wan1");
+    host.network.gateway["br-lan"] = "192.168.1.9";
+    host.network.gateway_is_local = true;
+    host.device.factory_test_mode = true;
+    host.device.diagnostics = true;
+    host.device.modules.insert("usblp");
+    host.device.ddns["type"] = {{"host", "credential"}};
+    host.add_process({.name = "a", .pid = 4711});
+    sandbox.put_file("/tmp/pid", "4711");
+    char text[NAS_ADDRESS_SIZE];
+    DdnsConfig account;
+    for (const int answer :
+         {get_ifexist("lte0"), get_wan_link("wan1"), get_wansetup_status("wan1"), get_default_gateway("br-lan", text),
+          local_gateway_is_default_gateway(), is_factory_test_mode(), check_diag_flag(),
+          check_module_installed("usblp"), ddnsapi_read_config_by_service_type(0, "type", &account),
+          check_process2("/tmp/pid"), file_exists("/tmp/pid"), get_file_string("/tmp/pid", text, sizeof text)})
+        EXPECT_EQ(answer, INT_MIN);
+}
+
+TEST_F(Recording, AllOfTheRoomForATextIsUsed)
+{
+    const auto expect_room = [](char *text, std::size_t room, const std::string &begins) {
+        EXPECT_EQ(std::string(text, room), begins + '\0' + std::string(room - begins.size() - 1, '#'));
+        EXPECT_EQ(text[room], '+');
+    };
+    char text[2048];
+    const auto clear = [&text] { std::memset(text, '+', sizeof text); };
+    host.network.wan_ip["wan1"] = "203.0.113.7";
+    host.device.product = "NX100";
+    host.set_config("key", "value");
+    sandbox.put_file("/tmp/f", "abc");
+    clear();
+    get_wan_ip("wan1", text);
+    expect_room(text, 64, "203.0.113.7");
+    clear();
+    get_si("pi", text);
+    expect_room(text, 128, "NX100");
+    clear();
+    iconfig_get_value_direct("key", text);
+    expect_room(text, 1024, "value");
+    clear();
+    get_file_string("/tmp/f", text, 10);
+    expect_room(text, 10, "abc");
+    clear();
+    std::strcpy(text, "a'b");
+    quote_r(text, 20);
+    expect_room(text, 20, "a'\\''b");
+    clear();
+    sf_strncpy(text, "abc", 7);
+    expect_room(text, 7, "abc");
 }
 
 TEST_F(Recording, RoutesAreAnsweredAsSetUp)
