@@ -489,6 +489,12 @@ TEST_F(Installation, OtherCharactersStayInTheAddress)
     EXPECT_EQ(address_in(address + "\n"), address);
 }
 
+TEST_F(Installation, AddressMayBeginWithAnyOtherCharacter)
+{
+    for (const char *address : {"\xec\x98\x81.example/i.sh", "\xff.example/i.sh", "\x80"})
+        EXPECT_EQ(address_in(std::string(address) + "\nhttp://b.example/\n"), address);
+}
+
 TEST_F(Installation, AddressIsCutAt255Characters)
 {
     for (const std::size_t length : {254U, 255U, 256U, 300U, 510U}) {
@@ -509,9 +515,27 @@ TEST_F(Installation, LineIsReadIn510Characters)
 
 TEST_F(Installation, AddressThatWouldBeReadOtherwiseIsRefused)
 {
-    for (const char *info : {"-O/etc/passwd\n", "--post-file=/etc/passwd\n", "  -x\n", "'-x'\n", "$-O/tmp/x http://a\n",
-                             "http://a\t-O/etc/passwd\n", "\thttp://a/x\n", "http://a/x\t\n", "\t\n", "#http://a/x\n",
-                             "$#\n", "-x\nhttp://a/x\n", "*\n", "/etc/*\n", "a?b\n", "[a]x\n", "~root/x\n", "~\n"}) {
+    for (const char *info : {"-O/etc/passwd\n",
+                             "--post-file=/etc/passwd\n",
+                             "  -x\n",
+                             "'-x'\n",
+                             "$-O/tmp/x http://a\n",
+                             "http://a\t-O/etc/passwd\n",
+                             "\thttp://a/x\n",
+                             "http://a/x\t\n",
+                             "\t\n",
+                             "#http://a/x\n",
+                             "$#\n",
+                             "-x\nhttp://a/x\n",
+                             "*\n",
+                             "/etc/*\n",
+                             "a?b\n",
+                             "[a]x\n",
+                             "~root/x\n",
+                             "~\n",
+                             "http:/*\n",
+                             "http//*\n",
+                             "a:*\n"}) {
         start_anew();
         put_info(info);
         poll_idly(9);

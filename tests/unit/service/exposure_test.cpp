@@ -261,6 +261,8 @@ TEST_F(Exposure, WebServerOfTheRemoteAccessPortIsSweptByItsPidFile)
                                                            {"1234 5\n", "run kill 1234 -> 0\n"},
                                                            {"0\n", ""},
                                                            {"-1\n", ""},
+                                                           {"-2\n", "run kill -2 -> 0\n"},
+                                                           {"1\n", "run kill 1 -> 0\n"},
                                                            {"", ""},
                                                            {"\n", ""},
                                                            {"none\n", ""}};

@@ -51,7 +51,7 @@ constexpr const char *all_services[] = {"ftp", "samba", "url", "rsync", "nalvexc
 void expect_row(int index, const char *name, const char *process, const char *kill, int processes, int accounts,
                 int password)
 {
-    SCOPED_TRACE(name);
+    SCOPED_TRACE(index);
     const NasServiceInfo &row = nas_service_table[index];
     EXPECT_STREQ(row.name, name);
     EXPECT_STREQ(row.process_name, process);
@@ -71,7 +71,7 @@ TEST_F(Registry, TableHoldsTheEightServicesInOrder)
     expect_row(5, "torrent", "transmission-daemon", "transmission-daemon", 1, 0, 0);
     expect_row(6, "media", "minidlna", "minidlna", 1, 0, 0);
     expect_row(7, "entware", "telnetd", "telnetd", 1, 0, 0);
-    EXPECT_EQ(nas_service_table[8].name, nullptr);
+    expect_row(8, nullptr, nullptr, nullptr, 0, 0, 0);
 }
 
 // ---- get_service_enable
@@ -288,6 +288,19 @@ TEST_F(Registry, RemoteServicesOfferTheirOnePort)
         }
     }
     EXPECT_EQ(host.transcript(), "");
+}
+
+TEST_F(Registry, AnyFlagButZeroOffersThePorts)
+{
+    host.set_config("ftp_conf", "-1,2121,8080,UTF-8,0");
+    host.set_config("url_conf", "-1,8080,0");
+    host.set_config("rsync_conf", "-1,8080,Disk1");
+    host.set_config("nalvexcloud_conf", "-1,8080,Disk1");
+    host.set_config("torrent_conf", "-1,0,0,0,8080");
+    for (const char *name : {"ftp", "url", "rsync", "nalvexcloud", "torrent"}) {
+        ServicePort ports[2] = {};
+        EXPECT_EQ(host.call(get_service_ports, name, &ports[0], 2), 1) << name;
+    }
 }
 
 TEST_F(Registry, EnabledSambaOffersNoPort)
@@ -606,15 +619,16 @@ TEST_F(Registry, RunningDaemonsAreStoppedAndWaitedFor)
 
 TEST_F(Registry, StuckDaemonsAreWaitedForNoLongerThan101SecondsEach)
 {
-    for (const char *process : {"smbd", "lighttpd"})
+    for (const char *process : {"smbd", "lighttpd", "telnetd"})
         host.add_process({.name = process, .kills = -1});
     EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.count_lines("sleep 1"), 202);
+    EXPECT_EQ(host.count_lines("sleep 1"), 303);
     EXPECT_EQ(host.count_lines("stderr: Waiting for samba to be dead"), 101);
     EXPECT_EQ(host.count_lines("stderr: Waiting for url to be dead"), 101);
+    EXPECT_EQ(host.count_lines("stderr: Waiting for entware to be dead"), 101);
     EXPECT_EQ(host.count_lines("run /usr/bin/killall -9 smbd"), 9);
     EXPECT_EQ(host.count_lines("run /usr/bin/killall -9 lighttpd"), 9);
-    EXPECT_EQ(host.lines().back(), "list telnetd -> 0");
+    EXPECT_EQ(host.count_lines("run /usr/bin/killall -9 telnetd"), 9);
 }
 
 // ---- the callback status
