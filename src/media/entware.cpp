@@ -181,7 +181,7 @@ int entware_callback(const char *mode)
 
 // The installation's progress. A job that is started runs in the background; the polls look after it.
 enum DownloadStep { step_information, step_script, step_install, step_done, step_failed };
-static int step = step_information;
+static DownloadStep step = step_information;
 static int elapsed = 0; // seconds in this step
 
 static constexpr int poll_interval = 3;
@@ -211,39 +211,36 @@ static bool is_one_address(const char *text)
 }
 
 // Reads where the install script is: the first line that is not empty once the shell's own characters are gone from it.
-static int read_entware_info(ScriptAddress &address)
+static bool read_entware_info(ScriptAddress &address)
 {
     const File info{fopen(info_path, "r")};
     if (info == nullptr)
-        return 0;
-    char line[511] = "";
+        return false;
+    char line[511];
     do {
         if (fgets(line, sizeof line, info.get()) == nullptr)
-            return 0;
+            return false;
         remove_shell_characters(line);
     } while (line[0] == '\0');
     copy_text(address, line);
-    return is_one_address(address) ? 1 : 0;
+    return is_one_address(address);
 }
 
-static int enter_step(int next)
+static void enter_step(DownloadStep next)
 {
     step = next;
     elapsed = 0;
-    return step;
 }
 
-static int keep_waiting()
+static void keep_waiting()
 {
     elapsed += poll_interval;
-    return step;
 }
 
-static int give_up()
+static void give_up()
 {
     enter_step(step_failed);
     kill_process2(pid_path, SIGTERM);
-    return step;
 }
 
 static void start_information_job()
@@ -277,7 +274,7 @@ static void start_install_job()
     system(command);
 }
 
-static int fetch_information(bool running)
+static void fetch_information(bool running)
 {
     if (!running && elapsed == 0) {
         start_information_job();
@@ -286,14 +283,14 @@ static int fetch_information(bool running)
     if (elapsed >= download_limit)
         return give_up();
     ScriptAddress address;
-    return running || read_entware_info(address) == 0 ? keep_waiting() : enter_step(step_script);
+    return running || !read_entware_info(address) ? keep_waiting() : enter_step(step_script);
 }
 
-static int fetch_script(bool running)
+static void fetch_script(bool running)
 {
     if (!running && elapsed == 0) {
         ScriptAddress address;
-        if (read_entware_info(address) == 0)
+        if (!read_entware_info(address))
             return give_up();
         start_script_job(address);
         return keep_waiting();
@@ -303,7 +300,7 @@ static int fetch_script(bool running)
     return running || file_exists(script_path) == 0 ? keep_waiting() : enter_step(step_install);
 }
 
-static int run_script(bool running)
+static void run_script(bool running)
 {
     if (!running && elapsed == 0) {
         start_install_job();
@@ -314,7 +311,7 @@ static int run_script(bool running)
     return running ? keep_waiting() : enter_step(step_done);
 }
 
-static int start_over()
+static void start_over()
 {
     unlink(info_path);
     unlink(pid_path);
@@ -326,7 +323,7 @@ static bool job_runs()
     return check_process2(pid_path) != 0;
 }
 
-static int entware_download_step()
+static void entware_download_step()
 {
     switch (step) {
     case step_information:
@@ -363,7 +360,8 @@ int entware_download_callback(PeriodicCallbackRecord *record)
     if (file_exists(opkg_path) != 0 && !job_runs())
         return end_installation(record, NAS_ENTWARE_INSTALLED);
     call_again(*record, poll_interval);
-    switch (entware_download_step()) {
+    entware_download_step();
+    switch (step) {
     case step_done:
         return end_installation(record, NAS_ENTWARE_INSTALLED);
     case step_failed:
