@@ -6,7 +6,10 @@
 
 #include <cstdio>
 #include <cstring>
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -294,6 +297,43 @@ TEST_F(Installation, GoesOnWhateverRecordItIsPolledWith)
     EXPECT_EQ(host.count_lines(fetch_script_start), 1);
 }
 
+// The library's own file, opened before the sandbox covers the folder that it may lie in.
+int open_library()
+{
+    Dl_info place;
+    void *const function = dlsym(RTLD_DEFAULT, "entware_download_callback");
+    return dladdr(function, &place) != 0 ? open(place.dli_fname, O_RDONLY | O_CLOEXEC) : -1;
+}
+
+const int library_file = open_library();
+
+// A copy of the library remembers nothing of what the other has done, as in a program that has just been started.
+std::string copy_of_library()
+{
+    std::string text;
+    char part[4096];
+    for (ssize_t got = 0; (got = pread(library_file, part, sizeof part, static_cast<off_t>(text.size()))) > 0;)
+        text.append(part, static_cast<std::size_t>(got));
+    return text;
+}
+
+TEST_F(Installation, ThatIsUnderWayIsBegunAnewByAFreshProgram)
+{
+    reach_run();
+    sandbox.put_file("/tmp/fresh.so", copy_of_library());
+    void *const fresh = dlopen("/tmp/fresh.so", RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(fresh, nullptr) << dlerror();
+    const auto callback =
+        reinterpret_cast<decltype(&entware_download_callback)>(dlsym(fresh, "entware_download_callback"));
+    ASSERT_NE(callback, nullptr);
+    EXPECT_NE(callback, &entware_download_callback);
+    host.forget();
+    EXPECT_EQ(host.call(callback, &record), 0);
+    EXPECT_EQ(host.transcript(), "unlink /tmp/entware_info\nunlink /tmp/entware_download.pid -> failed\n" + fetch_info);
+    expect_active();
+    dlclose(fresh);
+}
+
 TEST_F(Installation, FailsWithoutTheLink)
 {
     for (const bool dangling : {false, true}) {
@@ -354,8 +394,10 @@ TEST_F(Installation, OfWhatIsInstalledWaitsForARunningJob)
 TEST_F(Installation, EndStartsTelnetOrLeavesARunningOneAlone)
 {
     sandbox.put_file(opkg_path, "x");
-    host.set_config("entware_run", "1");
-    EXPECT_EQ(poll(), "set-status entware = 1\nset-status entware = 2\nlist * -> 0\n" + telnet_open);
+    for (const char *run : {"1", "2", "-1"}) {
+        host.set_config("entware_run", run);
+        EXPECT_EQ(poll(), "set-status entware = 1\nset-status entware = 2\nlist * -> 0\n" + telnet_open) << run;
+    }
     host.add_process({"telnetd"});
     EXPECT_EQ(poll(), "set-status entware = 1\nset-status entware = 2\nlist * -> 1\n");
 }
