@@ -230,6 +230,17 @@ TEST_F(Media, TouchOfAnEnabledServer)
     EXPECT_EQ(host.transcript(), "run touch '/mnt/Disk1/MediaDB/files.db' -> 0\n");
 }
 
+TEST_F(Media, TouchOfAnyFlagButZero)
+{
+    host.set_config("media_hddname", "Disk1");
+    for (const char *record : {"2,Film,", "-1,Film,"}) {
+        host.set_config("media_conf", record);
+        host.forget();
+        EXPECT_EQ(host.call(touch_media_db), 0);
+        EXPECT_EQ(host.transcript(), "run touch '/mnt/Disk1/MediaDB/files.db' -> 0\n") << record;
+    }
+}
+
 TEST_F(Media, TouchQuotesTheName)
 {
     host.set_config("media_conf", "1,Film,");

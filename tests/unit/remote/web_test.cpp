@@ -365,6 +365,32 @@ TEST_F(Web, ServerWithoutPidDoesNotRun)
     EXPECT_EQ(host.transcript(), "");
 }
 
+TEST_F(Web, AnyPidButZeroIsLookedFor)
+{
+    sandbox.put_file("/var/run/web.pid.8080", "-1234\n");
+    EXPECT_EQ(check_process(8080), 0);
+    EXPECT_EQ(host.transcript(), "kill -1234 0 -> failed\n");
+}
+
+TEST_F(Web, AnyFlagButZeroSwitchesTheServersOn)
+{
+    set_up_service();
+    host.set_config("ftp_conf", "-1,21,9090,UTF-8,0");
+    host.set_config("url_conf", "-1,8080,0");
+    run();
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd_kelsto -f /etc/lighttpd.conf.9090"), 1);
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd -f /etc/lighttpd.conf.8080"), 1);
+    EXPECT_EQ(host.count_lines("log "), 1);
+    EXPECT_NE(read_file("/etc/lighttpd.conf.8080").find("dir-listing.activate"), std::string::npos);
+    host.set_config("url_conf", "0,8080,0");
+    run();
+    EXPECT_EQ(host.count_lines("run /sbin/lighttpd_kelsto -f /etc/lighttpd.conf.9090"), 1);
+    host.set_config("url_conf", "-1,8080,0");
+    host.add_process({.name = "lighttpd"});
+    run();
+    EXPECT_EQ(host.count_lines("log 1 @{107}"), 0);
+}
+
 TEST_F(Web, PidFilesPathMayBeLong)
 {
     host.add_process({.name = "lighttpd", .pid = 1234});

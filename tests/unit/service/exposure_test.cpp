@@ -292,6 +292,22 @@ TEST_F(Exposure, PidFilesTextIsNeverPartOfTheCommand)
     EXPECT_EQ(host.lines()[1], "run kill 12 -> 0");
 }
 
+TEST_F(Exposure, AnyFlagAndPortButZeroCount)
+{
+    host.set_config("ftp_conf", "-1,21,-5,UTF-8,0");
+    sandbox.put_file("/var/run/lighttpd.pid.-5", "12\n");
+    EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+    EXPECT_EQ(host.count_lines("run kill 12"), 1);
+    mount_disk();
+    host.forget();
+    EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+    EXPECT_EQ(host.transcript(), "request register_cloudbackup\n");
+    host.forget();
+    host.call(nas_service_upnp_relay_init);
+    EXPECT_EQ(host.transcript(), "upnp upnp:service,A,tcp,21,21,ns_ftp_21\n"
+                                 "upnp upnp:service,A,tcp,-5,-5,ns_ftp_-5\n");
+}
+
 TEST_F(Exposure, WithoutDiskOrServiceTheServersAreSwept)
 {
     host.set_config("ftp_conf", "1,21,9000,UTF-8,0");
