@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""documents_test.py SOURCE: links of the documents lead somewhere, and the tests that they name exist."""
+"""documents_test.py SOURCE: links of the documents lead somewhere, the tests that they name exist, lines are short."""
 
 import re
 import sys
@@ -9,6 +9,8 @@ from pathlib import Path
 NAMING = ["SECURITY.md"]
 NAMING_LIST = re.compile(r"each\swith its tests:\n\n((?:(?:- |  ).*\n)+)")
 TEST_NAME = re.compile(r"`([A-Z]\w+\.[A-Z]\w+|tests/[^`]+)`")
+MEASURED = re.compile(r"<!-- results: begin -->.*?<!-- results: end -->", re.DOTALL)  # a program writes it
+LONGEST_LINE = 120
 TEST_OF_CPP = re.compile(r"^TEST(?:_F|_P)?\((\w+), (\w+)\)", re.MULTILINE)
 
 
@@ -21,6 +23,13 @@ def dead_links(source, path):
     for target in re.findall(r"\]\(([^)#:\s]+)(?:#[^)]*)?\)", text):
         if not (path.parent / target).exists():
             yield f"{path.relative_to(source)}: there is no {target}"
+
+
+def long_lines(source, path):
+    text = MEASURED.sub("", path.read_text(encoding="utf-8"))
+    for line in text.splitlines():
+        if len(line) > LONGEST_LINE:
+            yield f"{path.relative_to(source)}: {len(line)} columns: {line[:60]}..."
 
 
 def tests_in(source):
@@ -52,7 +61,9 @@ def unknown_tests(source, known, path):
 def main(source):
     source = Path(source)
     known = tests_in(source)
-    complaints = [line for path in documents(source) for line in dead_links(source, path)]
+    complaints = []
+    for path in documents(source):
+        complaints += [*dead_links(source, path), *long_lines(source, path)]
     complaints += [line for name in NAMING for line in unknown_tests(source, known, source / name)]
     print("\n".join(complaints), end="\n" if complaints else "")
     return 1 if complaints else 0
