@@ -142,8 +142,8 @@ def listing(router):
     ask them stirs the files beside them) and what daemons write on the disk whenever they like."""
     script = """
         find /etc /tmp/webroot /tmp/cur/ -xdev -exec stat -c '%a %F %Y %Z %s %n' {} +
-        find /tmp/mnt/Disk1 ! -type d -exec stat -c '%a %F %Y %Z %s %n' {} +
-        find /tmp/mnt/Disk1 -type d -exec stat -c '%a %F %n' {} +
+        find /tmp/mnt/Disk1 -xdev ! -type d -exec stat -c '%a %F %Y %Z %s %n' {} +
+        find /tmp/mnt/Disk1 -xdev -type d -exec stat -c '%a %F %n' {} +
     """
     lines = router.execute("sh", "-c", f"({script}) 2>/dev/null", check=False).stdout.splitlines()
     return {line[line.index(" /") + 1 :]: line for line in lines if not WRITTEN_ANY_TIME.search(line)}
