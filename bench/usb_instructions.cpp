@@ -13,9 +13,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
 #include <string_view>
 #include <sys/mount.h>
+#include <vector>
 
 namespace
 {
@@ -31,11 +32,15 @@ int list_with_library(UsbDevList *list)
 
 bool same_info(const UsbDevInfo &one, const UsbDevInfo &other)
 {
-    // Both come cleared from calloc: what is not filled in is zero.
-    constexpr std::size_t begin = offsetof(UsbDevInfo, index);
-    const auto *const bytes = reinterpret_cast<const char *>(&one),
-                      *other_bytes = reinterpret_cast<const char *>(&other);
-    return std::memcmp(bytes + begin, other_bytes + begin, sizeof one - begin) == 0;
+    const auto texts = [](const UsbDevInfo &info) {
+        // What stands behind the end of a text is nobody's.
+        return std::vector<std::string>{info.id_product, info.id_vendor, info.manufacturer,    info.product, info.speed,
+                                        info.version,    info.serial,    info.interface_class, info.devname};
+    };
+    const auto numbers = [](const UsbDevInfo &info) {
+        return std::vector<int>{info.index, info.connected_mode, info.busnum, info.devnum};
+    };
+    return texts(one) == texts(other) && numbers(one) == numbers(other);
 }
 
 bool same_list(const UsbDevList &one, const UsbDevList &other)
