@@ -13,7 +13,7 @@ COST_LINE = re.compile(r"^(?:[+*-]?\w*)\s+(\d+)$")
 
 class Programs:
     def __init__(self, build, results):
-        self.build = Path(build)
+        self.build = Path(build).resolve()
         self.results = Path(results)
 
     @staticmethod
@@ -34,8 +34,12 @@ class Programs:
         """Runs a program under callgrind; a profile for each of its processes."""
         for old in self.results.glob(f"{title}.callgrind*"):
             old.unlink()
-        profile = f"--callgrind-out-file={self.results.resolve()}/{title}.callgrind.%p"
-        self._run(["valgrind", "--tool=callgrind", "--quiet", "--vgdb=no", *options, profile, *command], **environment)
+        # The sandbox covers /tmp and more, where the results' folder may lie; a command that begins in it writes to /opt.
+        in_opt = ["unshare", "--mount", *([] if os.geteuid() == 0 else ["--map-root-user"]), "sh", "-c",
+                  'mount --bind "$0" /opt && exec "$@"', self.results.resolve()]
+        profile = f"--callgrind-out-file=/opt/{title}.callgrind.%p"
+        self._run([*in_opt, "valgrind", "--tool=callgrind", "--quiet", "--vgdb=no", *options, profile, *command],
+                  **environment)
         return list(self.results.glob(f"{title}.callgrind.*"))
 
     def count_instructions(self, name, *arguments):
