@@ -16,7 +16,9 @@ bool write_text(const char *path, std::string_view text)
     FILE *file = fopen(path, "w+");
     if (file == nullptr)
         return false;
-    const bool written = fwrite(text.data(), 1, text.size(), file) == text.size() && fflush(file) == 0;
+    // When the file system takes a part only, uClibc's fflush and fclose succeed: the stream's mark alone tells.
+    const bool written =
+        fwrite(text.data(), 1, text.size(), file) == text.size() && fflush(file) == 0 && ferror(file) == 0;
     if (fclose(file) != 0 || !written)
         report_part(path);
     return true;

@@ -216,6 +216,7 @@ const Import imports[] = {
     {"fopen64", as(null<EMFILE>), as(held_fopen), false},
     {"fclose", as(close_with_loss), as(given_fclose), false},
     {"fflush", as(minus_one<ENOSPC>), nullptr, false},
+    {"ferror", nullptr, nullptr, false},
     {"fgets", as(null<EIO>), nullptr, false},
     {"fread", as(zero), nullptr, false},
     {"fwrite", as(zero), nullptr, false},
