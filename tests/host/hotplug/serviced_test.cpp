@@ -128,9 +128,20 @@ void start()
 
 void end_all(int signal)
 {
-    for (int pid : running())
-        kill(pid, signal);
-    EXPECT_TRUE(wait_until([] { return running().empty(); }));
+    EXPECT_TRUE(wait_until([signal] {
+        for (int pid : running())
+            kill(pid, signal);
+        return running().empty();
+    }));
+}
+
+/* A worker in the middle of an event starts serviced anew, at any moment until it is gone. */
+void end_all_and_their_workers()
+{
+    EXPECT_TRUE(wait_until([] {
+        end_all(SIGTERM);
+        return !is_worker_there() && running().empty();
+    }));
 }
 
 /* Returns 0, for a child's exit status. */
@@ -165,8 +176,7 @@ struct Serviced : testing::Test {
     ~Serviced() override
     {
         remove_file("hold");
-        end_all(SIGTERM);
-        EXPECT_TRUE(wait_until([] { return !is_worker_there(); }));
+        end_all_and_their_workers();
         if (HasFailure())
             ADD_FAILURE() << private_world::contents(journal_path()) << private_world::contents(log_path());
         umount2((run_folder() + "/schedule").c_str(), MNT_DETACH); // where a test has failed before
