@@ -16,6 +16,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -50,14 +51,28 @@ int count(const std::string &line)
     return static_cast<int>(std::count(lines.begin(), lines.end(), line));
 }
 
-/* Its own and its children's. */
-long processor_ticks(int pid)
+/* What /proc tells about it, from that field on: the third follows the name. */
+std::istringstream status_of(int pid, int first_field)
 {
     const std::string text = private_world::contents("/proc/" + std::to_string(pid) + "/stat");
     std::istringstream behind_the_name(text.substr(text.rfind(')') + 1));
     std::string word;
-    for (int field = 3; field < 14; field++)
+    for (int field = 3; field < first_field; field++)
         behind_the_name >> word;
+    return behind_the_name;
+}
+
+int parent_of(int pid)
+{
+    int parent = 0;
+    status_of(pid, 4) >> parent;
+    return parent;
+}
+
+/* Its own and its children's. */
+long processor_ticks(int pid)
+{
+    std::istringstream behind_the_name = status_of(pid, 14);
     long ticks = 0;
     for (long part = 0, i = 0; i < 4 && behind_the_name >> part; i++)
         ticks += part;
@@ -103,9 +118,16 @@ std::vector<int> processes_named(const std::string &name)
     return found;
 }
 
+/* A child still has its parent's name until it becomes another program. */
 std::vector<int> running()
 {
-    return processes_named("serviced");
+    const std::vector<int> named = processes_named("serviced");
+    std::vector<int> found;
+    for (int pid : named) {
+        if (std::find(named.begin(), named.end(), parent_of(pid)) == named.end())
+            found.push_back(pid);
+    }
+    return found;
 }
 
 /* They and the processes that run a callback for them. */
