@@ -1,4 +1,4 @@
-// Notices every change of the sample that can be noticed.
+// Notices every change of the sample that can be noticed, some with the sanitizers' help.
 #include "part/sample.h"
 
 #include <gtest/gtest.h>
@@ -40,4 +40,13 @@ TEST(Sample, NotesStandInOrder)
     EXPECT_STREQ(sample_notes, "a");
     sample_note('b');
     EXPECT_STREQ(sample_notes, "ab");
+}
+
+TEST(Sample, Copies)
+{
+    char text[32] = "";
+    sample_copy(text, "a few words");
+    EXPECT_STREQ(text, "a few words");
+    sample_copy(text, "");
+    EXPECT_STREQ(text, "");
 }

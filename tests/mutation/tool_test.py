@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""tool_test.py BUILD: does tools/mutate find the places, call out weak tests, and keep what it runs from the machine?
+"""tool_test.py BUILD SANITIZED: does tools/mutate find the places, call out weak tests, and keep what it runs from the
+machine?
 
-BUILD holds the target nas_mutation_samples."""
+Both build folders hold the target nas_mutation_samples, the second one with sanitizers."""
 
 import json
 from pathlib import Path
@@ -16,6 +17,7 @@ sys.path.insert(0, str(TOOL))
 
 import confine  # noqa: E402
 import places  # noqa: E402
+import report  # noqa: E402
 from literals import changed_literals  # noqa: E402
 
 SAMPLE = ROOT / "tests/mutation/sample"
@@ -30,6 +32,20 @@ at: sample/part/sample.cpp sample_steps
 line: while (steps != count)
 change: steps != count => steps < count
 why: steps begins at 0 and never passes count
+"""
+UNSEEN = ("sample_copy", "1 => 2")
+UNSEEN_ENTRY = """
+at: sample/part/sample.cpp sample_copy
+line: char *copy = static_cast<char *>(malloc(strlen(text) + 1));
+change: 1 => 2
+why: one byte more than is needed
+"""
+MEMORY_ERRORS = {("sample_copy", "1 => 0"), ("sample_copy", "leave out free(copy)")}
+WRONG = """
+at: sample/part/sample.cpp sample_copy
+line: free(copy);
+change: leave out free(copy)
+why: none
 """
 
 
@@ -103,19 +119,21 @@ class Sample(unittest.TestCase):
             listed.write_text(equivalent, encoding="utf-8")
             command = [sys.executable, "-B", TOOL / "mutate.py", "--build", BUILD, "--sources", SAMPLE, "--out", OUT,
                        "--library", "tests/mutation/libnas_mutation_sample.so", "--equivalent", listed, "--workers=2",
-                       "--tests", BUILD / f"tests/mutation/nas_mutation_{tests}_test"]
+                       "--tests", f"tests/mutation/nas_mutation_{tests}_test"]
             command += [*more, *(SAMPLE / "part" / file for file in files)]
             done = subprocess.run(command, text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
         return done.returncode, done.stdout + done.stderr
+
+    def with_outcome(self, wanted):
+        """Of the sample's changes."""
+        return {change for change, outcome in self.outcomes("sample.cpp").items() if outcome == wanted}
 
     def outcomes(self, file):
         results = json.loads((OUT / f"sample-part-{file}.json").read_text(encoding="utf-8"))
         return {(result["function"], result["change"]): result["outcome"] for result in results}
 
     def test_strong_tests_notice_everything(self):
-        status, said = self.mutate("strong", EQUIVALENT)
-        self.assertEqual(status, 0, said)
-        self.assertNotIn("Survivors", said)
+        said = self.mutate("strong", EQUIVALENT)[1]
         code, header = self.outcomes("sample.cpp"), self.outcomes("sample.h")
         self.assertEqual(code["sample_limit", "value < 0 => value <= 0"], "killed")
         self.assertEqual(code["sample_limit", "0 => (-1)"], "equivalent")
@@ -123,11 +141,24 @@ class Sample(unittest.TestCase):
         self.assertEqual(code["sample_steps", "steps != count => true"], "timed out")
         self.assertEqual(code["-", "4 => 5"], "did not build")
         self.assertEqual(header["sample_next", "value + 1 => value - 1"], "killed")
+        self.assertEqual(self.with_outcome("survived"), MEMORY_ERRORS | {UNSEEN}, said)
+
+    def test_sanitizers_see_more(self):
+        status, said = self.mutate("strong", EQUIVALENT, ["sample.cpp"])
+        self.assertEqual(status, 1, said)
+        status, said = self.mutate("strong", EQUIVALENT + WRONG, ["sample.cpp"], SEEN_AGAIN)
+        self.assertEqual(status, 1, said)
+        self.assertIn("but LeakSanitizer notices it:" + WRONG.split("why")[0], said)
+        self.assertEqual(self.with_outcome(report.SANITIZERS), MEMORY_ERRORS, said)
+        self.assertEqual(self.with_outcome("survived"), {UNSEEN}, said)
+        status, said = self.mutate("strong", EQUIVALENT + UNSEEN_ENTRY, ["sample.cpp"], SEEN_AGAIN)
+        self.assertEqual(status, 0, said)
+        self.assertNotIn("Survivors", said)
 
     def test_weak_tests_are_called_out(self):
         status, said = self.mutate("weak")
         self.assertEqual(status, 1, said)
-        self.assertIn("sample/part/sample.cpp:9\n" + EQUIVALENT.split("why")[0].split("\n", 1)[1], said)
+        self.assertIn("sample/part/sample.cpp:12\n" + EQUIVALENT.split("why")[0].split("\n", 1)[1], said)
         code = self.outcomes("sample.cpp")
         self.assertEqual(code["sample_word", '"file" => ""'], "survived")
         self.assertEqual(code["sample_limit", "value > most => value >= most"], "survived")
@@ -168,7 +199,8 @@ class Confinement(unittest.TestCase):
             seen.mkdir()
             Path(folder).chmod(0o755)
             job.write_text(json.dumps({
-                "root": str(root), "see": [str(seen)], "environment": {"PATH": "/usr/bin:/bin", "SEEN": str(seen)},
+                "root": str(root), "memory": 1 << 30, "see": [str(seen)],
+                "environment": {"PATH": "/usr/bin:/bin", "SEEN": str(seen)},
                 "programs": [{"command": ["/bin/sh", "-c", script], "processor_seconds": 2, "seconds": seconds}],
             }), encoding="utf-8")
             done = subprocess.run([sys.executable, "-I", "-S", "-B", confine.__file__, job], text=True, check=False,
@@ -200,6 +232,7 @@ class Confinement(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    BUILD = Path(sys.argv.pop(1)).resolve()
+    BUILD, SANITIZED = (Path(sys.argv.pop(1)).resolve() for _ in range(2))
     OUT = BUILD / "mutate-sample"
+    SEEN_AGAIN = ["--again", "--sanitized", SANITIZED]
     unittest.main()

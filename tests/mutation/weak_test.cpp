@@ -30,3 +30,9 @@ TEST(Sample, TakesNotes)
 {
     sample_note('a');
 }
+
+TEST(Sample, Copies)
+{
+    char text[32] = "";
+    sample_copy(text, "word");
+}

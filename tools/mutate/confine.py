@@ -3,10 +3,11 @@
 A changed library may open any path and build any command. So the programs see a root of their own that holds /usr and
 the few folders that they need, all of it for reading only, an empty /tmp of bounded size, no network, no process but
 their own and no device but null, zero, full and random. Root in there is nobody on the machine, or the user who called.
-Memory, processes, processor time, the size of files and the time until an answer are bounded.
+Processes, processor time, the size of files, the time until an answer and, if the job says so, memory are bounded.
 
 JOB is a JSON file: "see" (folders), "environment", "programs" (a list of "command", "processor_seconds", "seconds"),
-"root" (an empty folder). Their output is this program's. Exit status: 0 when all ended with 0, else one of those below.
+"memory" (bytes of address space, or UNBOUNDED), "root" (an empty folder). Their output is this program's. Exit
+status: 0 when all ended with 0, else one of those below.
 """
 
 import ctypes
@@ -19,7 +20,7 @@ import sys
 FAILED, TIMED_OUT, NOT_CONFINED = 10, 11, 12
 NO_NAMESPACES = 77  # what the tests end with when they find none
 
-MEMORY = 1 << 30
+UNBOUNDED = resource.RLIM_INFINITY
 PROCESSES = 512
 FILE_SIZE = 64 << 20
 NOBODY = 65534
@@ -122,19 +123,19 @@ def confine(job):
     check(libc.prctl(NO_NEW_PRIVILEGES, 1, 0, 0, 0), "prctl")
 
 
-def limit(processor_seconds):
-    for what, value in ((resource.RLIMIT_AS, MEMORY), (resource.RLIMIT_FSIZE, FILE_SIZE), (resource.RLIMIT_CORE, 0),
+def limit(memory, processor_seconds):
+    for what, value in ((resource.RLIMIT_AS, memory), (resource.RLIMIT_FSIZE, FILE_SIZE), (resource.RLIMIT_CORE, 0),
                         (resource.RLIMIT_NPROC, PROCESSES)):
         resource.setrlimit(what, (value, value))
     resource.setrlimit(resource.RLIMIT_CPU, (processor_seconds, processor_seconds + 2))
 
 
-def run(program, environment):
+def run(program, job):
     """Its exit status; 128 and more for a signal."""
     child = os.fork()
     if child == 0:
-        limit(program["processor_seconds"])
-        os.execve(program["command"][0], program["command"], environment)
+        limit(job["memory"], program["processor_seconds"])
+        os.execve(program["command"][0], program["command"], job["environment"])
     # As the first process of its namespace this one takes every other process with it.
     signal.signal(signal.SIGALRM, lambda *_: os._exit(TIMED_OUT))
     signal.alarm(program["seconds"])
@@ -154,7 +155,7 @@ def main():
         print(f"mutate: cannot confine the tests: {error}", flush=True)
         os._exit(NOT_CONFINED)
     for program in job["programs"]:
-        status = run(program, job["environment"])
+        status = run(program, job)
         if status == NO_NAMESPACES:
             os._exit(NOT_CONFINED)
         if status in (128 + signal.SIGXCPU, 128 + signal.SIGKILL):

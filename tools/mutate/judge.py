@@ -17,6 +17,7 @@ START = 0.1   # seconds until the first test begins
 STARTED = re.compile(r"^\[ RUN      \] (\S+)", re.MULTILINE)
 FAILED = re.compile(r"^\[  FAILED  \] ([^\s,]+)", re.MULTILINE)
 PASSED = re.compile(r"^\[       OK \] ([^\s,]+).*\((\d+) ms\)$", re.MULTILINE)
+LEAKED = "ERROR: LeakSanitizer: detected memory leaks"
 SKIPPED = re.compile(r"^\[  SKIPPED \] ([^\s,]+).*\((\d+) ms\)$", re.MULTILINE)
 
 
@@ -44,8 +45,8 @@ def list_cases(program, list_file):
 class Killers:
     """The tests that noticed something in a file, the latest first."""
 
-    def __init__(self):
-        self.names = []
+    def __init__(self, names=()):
+        self.names = list(dict.fromkeys(names))[:KILLERS]
         self.lock = threading.Lock()
 
     def add(self, name):
@@ -57,8 +58,18 @@ class Killers:
             return list(self.names)
 
 
+@dataclass(frozen=True)
+class Rules:
+    """How the tests of a build are run, and what it is called when they notice something."""
+    memory: int  # bytes
+    environment: dict
+    all_tests: bool  # or those alone that are likely to notice
+    noticed: str
+
+
 class Judge:
-    def __init__(self, program, see, folder):
+    def __init__(self, program, see, folder, rules):
+        self.rules = rules
         self.program = str(Path(program).resolve())
         self.see = [str(Path(path).resolve()) for path in see] + [os.path.dirname(self.program)]
         self.root = folder / "root"
@@ -105,7 +116,8 @@ class Judge:
         programs = [self.program_line(bench, number, names, flags) for number, names in enumerate(parts) if names]
         job = {
             "root": str(self.root), "see": self.see + [str(bench.lib)], "programs": programs,
-            "environment": {"LD_LIBRARY_PATH": str(bench.lib), "PATH": "/usr/bin:/bin"},
+            "memory": self.rules.memory,
+            "environment": {"LD_LIBRARY_PATH": str(bench.lib), "PATH": "/usr/bin:/bin", **self.rules.environment},
         }
         job_file, output_file = bench.folder / "job.json", bench.folder / "output"
         job_file.write_text(json.dumps(job), encoding="utf-8")
@@ -116,16 +128,24 @@ class Judge:
         return status, output_file.read_text(encoding="utf-8", errors="replace")
 
     def judge(self, bench, source, killers):
-        """("survived", None), ("killed", test) or ("timed out", test)."""
+        """("survived", None), (what the rules say, test) or ("timed out", test)."""
         first = [name for name in killers.latest() if name in self.seconds]
         second = [name for name in self.mirrored(source) if name not in first]
         known = set(first + second)
-        status, output = self.run(bench, [first, second, [case.name for case in self.cases if case.name not in known]])
+        others = [case.name for case in self.cases if case.name not in known] if self.rules.all_tests else []
+        status, output = self.run(bench, [first, second, others])
         if status == 0:
             return "survived", None
-        outcome = {confine.FAILED: "killed", confine.TIMED_OUT: "timed out"}.get(status)
-        names = FAILED.findall(output)[:1] or STARTED.findall(output)[-1:]
+        outcome = {confine.FAILED: self.rules.noticed, confine.TIMED_OUT: "timed out"}.get(status)
+        names = self.who_noticed(output)
         if outcome is None or not names:
             raise Broken(f"status {status}:\n{output[-3000:]}")
         killers.add(names[0])
         return outcome, names[0]
+
+    @staticmethod
+    def who_noticed(output):
+        """The test that failed, or that the program ended in. What leaks is told when all tests are over."""
+        if failed := FAILED.findall(output):
+            return failed[:1]
+        return ["LeakSanitizer"] if LEAKED in output else STARTED.findall(output)[-1:]

@@ -10,10 +10,12 @@ import subprocess
 
 # A changed text may keep the compiler busy for ever, too.
 LIMITED = ["prlimit", f"--as={4 << 30}", "--cpu=60"]
-# Warnings are no errors here, and an object holds no line numbers. With the optimiser on, two texts that mean the same
-# mostly give the same object; it may not take for granted that a changed text is free of undefined behaviour.
-FLAGS = ["-w", "-O2", "-fwrapv", "-fno-strict-aliasing", "-fno-finite-loops", "-fno-aggressive-loop-optimizations",
-         "-fno-delete-null-pointer-checks"]
+# Warnings are no errors here, and an object holds no line numbers.
+FLAGS = ["-w"]
+# With the optimiser on, two texts that mean the same mostly give the same object; it may not take for granted that a
+# changed text is free of undefined behaviour.
+OPTIMISED = ["-O2", "-fwrapv", "-fno-strict-aliasing", "-fno-finite-loops", "-fno-aggressive-loop-optimizations",
+             "-fno-delete-null-pointer-checks"]
 
 
 class DoesNotBuild(Exception):
@@ -30,7 +32,7 @@ def run_tool(command, folder):
 class Unit:
     """One file that is compiled, and how."""
 
-    def __init__(self, entry):
+    def __init__(self, entry, flags):
         words = shlex.split(entry["command"])
         self.folder = entry["directory"]
         self.path = Path(entry["file"])
@@ -38,10 +40,11 @@ class Unit:
         left_out = {words.index(flag) + further for flag in ("-o", "-c") for further in (0, 1)}
         words = [word for index, word in enumerate(words) if index not in left_out and not re.match("-[gOW]", word)]
         self.compiler, *self.flags = words
+        self.more_flags = FLAGS + flags
         self.depends_on = ()
 
     def run_compiler(self, before, *arguments):
-        run_tool([self.compiler, *before, *self.flags, *FLAGS, *map(str, arguments)], self.folder)
+        run_tool([self.compiler, *before, *self.flags, *self.more_flags, *map(str, arguments)], self.folder)
 
     def compile(self, source, target, before):
         self.run_compiler(before, "-c", source, "-o", target)
@@ -61,11 +64,11 @@ class Unit:
 
 
 class Library:
-    def __init__(self, build, name, sources, folder):
+    def __init__(self, build, name, sources, folder, flags):
         self.build, self.sources, self.folder = Path(build).resolve(), Path(sources).resolve(), folder
         self.link_words = self.find_link_command(name)
         compiled = json.loads((self.build / "compile_commands.json").read_text())
-        units = [Unit(entry) for entry in compiled if "command" in entry]
+        units = [Unit(entry, flags) for entry in compiled if "command" in entry]
         linked = set(self.link_words)
         self.units = [unit for unit in units if unit.object in linked]
         self.base = {unit.object: folder / "base" / unit.object.replace("/", "_") for unit in self.units}

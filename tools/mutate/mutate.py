@@ -1,22 +1,24 @@
 #!/usr/bin/env python3
 """mutate.py: changes the library a little, one place at a time, and asks the tests whether they notice.
 
+With --sanitized, a change that they do not notice is tried again in that build.
+
 Fails when more than 3 in 100 changes go unnoticed, or the list of equivalent ones is not right."""
 
 import argparse
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
-import queue
 import sys
 import threading
 import time
 
 import equivalent
-from judge import Broken, Judge, Killers
-from library import Bench, DoesNotBuild, Library
+from judge import Broken, Killers
+from library import DoesNotBuild
 import places
 import report
+from stage import PLAIN, SANITIZED, Stage
 
 BAR = 3.0  # survivors in 100
 
@@ -24,8 +26,9 @@ BAR = 3.0  # survivors in 100
 def read_arguments():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", required=True, help="a configured build folder")
+    parser.add_argument("--sanitized", help="another one, with sanitizers, of the same targets")
     parser.add_argument("--library", required=True, help="the library's file, as the build knows it")
-    parser.add_argument("--tests", required=True, help="the test program, a GoogleTest one")
+    parser.add_argument("--tests", required=True, help="the test program, a GoogleTest one, as the build knows it")
     parser.add_argument("--sources", required=True, help="the folder of the library's sources")
     parser.add_argument("--see", action="append", default=[], help="a folder that the tests read")
     parser.add_argument("--out", required=True, help="where the results go")
@@ -41,16 +44,11 @@ class Run:
     def __init__(self, options):
         self.options = options
         self.out = Path(options.out).resolve()
-        self.library = Library(options.build, options.library, options.sources, self.out)
-        self.library.build_base(options.workers)
-        self.judge = Judge(options.tests, options.see, self.out)
-        self.benches = queue.Queue()
-        for number in range(options.workers):
-            bench = Bench(self.library, number)
-            bench.link({})
-            self.benches.put(bench)
-            if number == 0:
-                self.judge.measure(bench)
+        self.plain = Stage(options.build, options, self.out, PLAIN)
+        self.library = self.plain.library
+        self.sanitized = None
+        if options.sanitized:
+            self.sanitized = Stage(options.sanitized, options, self.out / "sanitized", SANITIZED)
         self.reasons = equivalent.read_list(Path(options.equivalent)) if options.equivalent else {}
         self.lock = threading.Lock()
         self.complaints = []
@@ -87,49 +85,52 @@ class Run:
     def try_file(self, path, mutants):
         """The results, in the mutants' order."""
         text = path.read_bytes()
-        self.library.precompile(path)
-        bench = self.benches.get()
-        _, unchanged = bench.compile(path, text)
-        self.check_is_compiled(bench, path, text)
-        self.benches.put(bench)
-        sums, killers = {unchanged: None}, Killers()
+        sums = {self.plain.begin(path): None}
+        if self.sanitized:
+            self.sanitized.begin(path)
+        killers = Killers(self.noticed_before(path))
 
         def try_one(mutant):
             begin = time.monotonic()
-            bench = self.benches.get()
-            try:
-                outcome, test = self.try_mutant(bench, path, text, mutant, sums, killers)
-            finally:
-                self.benches.put(bench)
+            outcome, test = self.try_mutant(path, text, mutant, sums, killers)
             return report.as_result(mutant, outcome, test, time.monotonic() - begin)
 
         with ThreadPoolExecutor(self.options.workers) as pool:
             return list(pool.map(try_one, mutants))
 
-    def check_is_compiled(self, bench, path, text):
-        """It is the changed file that is compiled, and no other of its name."""
-        try:
-            bench.compile(path, b"#error\n" + text)
-        except DoesNotBuild:
-            return
-        raise Broken(f"what is changed in {path} is not compiled")
+    def noticed_before(self, path):
+        """When only survivors are tried: the tests that noticed the file's other changes, the most able first."""
+        before = report.read_results(self.out, self.name(path)) if self.options.again else {}
+        tests = Counter(result["test"] for result in before.values() if result["outcome"] in report.NOTICED)
+        return [test for test, _ in tests.most_common()]
 
-    def try_mutant(self, bench, path, text, mutant, sums, killers):
-        try:
-            objects, total = bench.compile(path, mutant.apply(text))
+    def try_mutant(self, path, text, mutant, sums, killers):
+        def known(total):
             with self.lock:
                 same = sums.setdefault(total, mutant)
-            if same is not mutant:
-                return ("same object", None) if same is None else ("same as another", same.change)
-            bench.link(objects)
+            if same is mutant:
+                return None
+            return ("same object", None) if same is None else ("same as another", same.change)
+
+        changed = mutant.apply(text)
+        try:
+            outcome, test = self.plain.try_text(path, changed, killers, known)
         except DoesNotBuild:
             return "did not build", None
-        outcome, test = self.judge.judge(bench, path.relative_to(self.library.sources), killers)
+        if outcome == "survived" and self.sanitized:
+            outcome, test = self.try_sanitized(path, changed, killers)
         if mutant.key() in self.reasons:
             if outcome == "survived":
                 return "equivalent", self.reasons[mutant.key()]
-            self.complaints.append(f"Listed as equivalent, but {test} notices it:\n{equivalent.show(mutant.key())}")
+            if outcome in report.NOTICED:
+                self.complaints.append(f"Listed as equivalent, but {test} notices it:\n{equivalent.show(mutant.key())}")
         return outcome, test
+
+    def try_sanitized(self, path, changed, killers):
+        try:
+            return self.sanitized.try_text(path, changed, killers)
+        except DoesNotBuild:  # the compiler itself may see that a constant is computed out of bounds
+            return report.SANITIZERS, "compiler"
 
     def keep(self, name, mutants, results):
         """When only survivors were tried, the others' last results stay. All that is known of the file now."""
@@ -147,10 +148,10 @@ class Run:
             self.complaints.append(f"Listed as equivalent, but there is no such change:\n{equivalent.show(key)}")
         counts_of, survivors = {}, []
         for path, mutants in self.choose(mutants_of).items():
-            if not mutants:
-                continue
             name = self.name(path)
-            results = self.keep(name, mutants_of[path], self.try_file(path, mutants))
+            results = self.keep(name, mutants_of[path], self.try_file(path, mutants) if mutants else [])
+            if not results:
+                continue
             counts_of[name] = Counter(result["outcome"] for result in results)
             survivors += report.survivors(name, results)
             print(report.row(name, counts_of[name]), file=sys.stderr, flush=True)

@@ -5,9 +5,11 @@ import json
 
 import equivalent
 
-OUTCOMES = ("killed", "timed out", "survived", "equivalent", "same object", "same as another", "did not build")
-HEADINGS = ("file", "mutants", "killed", "timed out", "survived", "equivalent, listed", "equivalent, same object",
-            "same as another", "did not build", "survivors in 100")
+SANITIZERS = "killed by sanitizers"
+NOTICED = ("killed", SANITIZERS, "timed out")
+OUTCOMES = (*NOTICED, "survived", "equivalent", "same object", "same as another", "did not build")
+HEADINGS = ("file", "mutants", "killed", SANITIZERS, "timed out", "survived", "equivalent, listed",
+            "equivalent, same object", "same as another", "did not build", "survivors in 100")
 
 
 def result_file(folder, name):
@@ -33,7 +35,7 @@ def write_results(folder, name, results):
 
 
 def survivors_in_100(counts):
-    tried = counts["killed"] + counts["timed out"] + counts["survived"]
+    tried = counts["survived"] + sum(counts[outcome] for outcome in NOTICED)
     return 100 * counts["survived"] / tried if tried else 0.0
 
 

@@ -1,6 +1,9 @@
 // What the tool is tried on: a little of everything that it changes.
 #include "part/sample.h"
 
+#include <cstdlib>
+#include <cstring>
+
 char sample_notes[4];
 static int noted;
 
@@ -35,4 +38,12 @@ void sample_note(char mark)
     sample_notes[noted] = mark;
     noted = sample_next(noted);
     sample_notes[noted] = '\0';
+}
+
+void sample_copy(char *to, const char *text)
+{
+    char *copy = static_cast<char *>(malloc(strlen(text) + 1));
+    strcpy(copy, text);
+    strcpy(to, copy);
+    free(copy);
 }

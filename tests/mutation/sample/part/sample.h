@@ -7,6 +7,7 @@ const char *sample_word(int count);
 void sample_fill(char *text, int count);
 unsigned sample_steps(unsigned count);
 void sample_note(char mark);
+void sample_copy(char *to, const char *text);
 extern char sample_notes[4];
 }
 
