@@ -76,7 +76,9 @@ class Places(unittest.TestCase):
         """What is changed in the function f."""
         with tempfile.TemporaryDirectory() as folder:
             path = Path(folder) / "a.cpp"
-            path.write_text("int g(int, const char *, const char *); enum { SIZE = 9 };\n"
+            path.write_text("#include <cstdlib>\n#include <cstring>\n#include <unistd.h>\n"
+                            "extern int b; extern char *name; int is_open(int), check_is_open(int);\n"
+                            "int g(int, const char *, const char *); enum { SIZE = 9 };\n"
                             f"int f(int a, bool on, char *p)\n{{\n{body}\n}}\n", encoding="utf-8")
             found = places.find_mutants(places.parse(path, ["-std=c++20"]), path, "a.cpp")
         return [mutant.change for mutant in found if mutant.kind == kind and mutant.function == "f"]
@@ -99,6 +101,31 @@ class Places(unittest.TestCase):
     def test_orders(self):
         self.assertEqual(self.changes('a = 2; g(a, p, "x"); return 0;', "order"), [
             'swap a = 2; <=> g(a, p, "x");', 'swap p <=> "x"'])
+
+    def test_orders_that_do_not_matter(self):
+        for body in ("char t[4]; t[0] = 'x'; return t[0];", "g(a, p, p); int b = 7; return b;",
+                     "int b = a; if (on) return 1; return b;", "struct { int x, y; } s; s.x = a; s.y = 2; return s.x;",
+                     "struct S { int x, y; } &s = *(S *)p; s.x = a; s.y = 2; return s.x;",
+                     "return strcmp(p, X) == 0;"):
+            self.assertEqual(self.changes(body.replace("X", '"x"'), "order"), [], body)
+
+    def test_orders_that_matter(self):
+        for body in ("int b = g(a, p, 0); g(3, 0, p); return b;", "int b = a; a = 2; return b;",
+                     "a = b; b = 2; return a;",
+                     "int c = b; g(c + a, 0, p); return c;", "int c = *p; g(a, p, 0); return c;",
+                     "if (a) return 1; if (b) return 2; return 3;", "int &r = a; r = 1; b = a; return b;",
+                     "struct S { int x, y; } &s = *(S *)p; b = s.x; s.x = 2; return b;"):
+            self.assertTrue(any(change.startswith("swap ") for change in self.changes(body, "order")), body)
+        self.assertEqual(self.changes("return strcmp(p, name) < 0;", "order"), ["swap p <=> name"])
+
+    def test_answers_of_yes_and_no(self):
+        for call in ("is_open(a)", "access(p, 0)"):
+            found = self.changes(f"if ({call} == 0) return 1; return 2;", "condition")
+            self.assertEqual(found, [
+                f"{call} == 0 => {new}" for new in (f"!({call} == 0)", "false", "true", f"{call} != 0")])
+        for call in ("g(a, p, p)", "check_is_open(a)", "strcmp(p, name)", "system(p)"):
+            found = self.changes(f"if ({call} == 0) return 1; return 2;", "condition")
+            self.assertIn(f"{call} == 0 => {call} <= 0", found)
 
     def test_statements(self):
         self.assertEqual(self.changes("if (on) g(1, p, p); else a = 3; return a;", "statement"), [

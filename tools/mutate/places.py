@@ -11,6 +11,7 @@ import re
 from clang.cindex import CursorKind as C, Index, TokenKind, TypeKind as T
 
 from literals import changed_literals
+import needless
 
 OTHER_OPERATORS = {
     "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"),
@@ -24,9 +25,6 @@ ARITHMETIC = {
 }
 INTEGERS = {
     T.CHAR_U, T.UCHAR, T.CHAR_S, T.SCHAR, T.USHORT, T.UINT, T.ULONG, T.ULONGLONG, T.SHORT, T.INT, T.LONG, T.LONGLONG,
-}
-FUNCTIONS = {
-    C.FUNCTION_DECL, C.CXX_METHOD, C.CONSTRUCTOR, C.DESTRUCTOR, C.FUNCTION_TEMPLATE, C.CONVERSION_FUNCTION,
 }
 LOOPS = {C.FOR_STMT, C.WHILE_STMT, C.CXX_FOR_RANGE_STMT}
 JUMPS = {C.RETURN_STMT, C.BREAK_STMT, C.CONTINUE_STMT, C.GOTO_STMT}
@@ -103,8 +101,9 @@ class Source:
         self.nodes = list(self.walk(unit.cursor))
         self.functions = [
             (node.extent.start.offset, node.extent.end.offset, node.spelling) for node in self.nodes
-            if node.kind in FUNCTIONS
+            if node.kind in needless.FUNCTIONS
         ]
+        self.assertions = [node.extent for node in self.nodes if node.kind == C.STATIC_ASSERT]
 
     def walk(self, cursor):
         for child in cursor.get_children():
@@ -117,6 +116,10 @@ class Source:
 
     def text_of(self, cursor):
         return self.text(cursor.extent.start.offset, cursor.extent.end.offset)
+
+    def is_asserted(self, offset):
+        """By the compiler: what is changed there does not build, or leaves no trace."""
+        return any(extent.start.offset <= offset < extent.end.offset for extent in self.assertions)
 
     def function_at(self, offset):
         names = [name for start, end, name in self.functions if start <= offset < end]
@@ -157,10 +160,11 @@ class Finder:
         self.source = source
         self.name = name
         self.found = {}
+        self.without_order = set()  # where a call's arguments may stand in either order
 
     def add(self, kind, start, end, new, change=None):
         old = self.source.text(start, end)
-        if start >= end or old == new or (start, end, new) in self.found:
+        if start >= end or old == new or (start, end, new) in self.found or self.source.is_asserted(start):
             return
         line_number, line = self.source.line_at(start)
         change = change or f"{one_line(old)} => {one_line(new) or '(nothing)'}"
@@ -208,7 +212,9 @@ class Finder:
         spelling = token[3]
         if spelling in ("&&", "||"):
             self.drop_operands(node, left, right, spelling)
-        for new in other_operators(spelling, integer(left)):
+        if spelling in BETWEEN_INTEGERS and (call := needless.call_for_equality(left, right)):
+            self.without_order.add(call.extent.start.offset)
+        for new in other_operators(spelling, integer(left) and not needless.is_yes_or_no(left, right)):
             kind = "limit" if (spelling, new) in LIMITS or spelling in ARITHMETIC else "condition"
             self.change_operator(kind, node, token, new)
 
@@ -249,7 +255,7 @@ class Finder:
         named = target is not None and (
             target.kind == C.ENUM_CONSTANT_DECL and not target.semantic_parent.is_scoped_enum() or
             target.kind == C.VAR_DECL and integer(target) and target.type.is_const_qualified() and
-            target.semantic_parent.kind not in FUNCTIONS)
+            target.semantic_parent.kind not in needless.FUNCTIONS)
         text = self.source.text_of(node)
         if named and re.fullmatch(r"[\w:]+", text):
             self.one_more_or_less(node, text)
@@ -264,7 +270,7 @@ class Finder:
         self.replace("limit", node, f"({text} - 1)")
 
     def find_arguments(self, node):
-        if not node.spelling.startswith("operator"):
+        if not node.spelling.startswith("operator") and node.extent.start.offset not in self.without_order:
             self.swap_like(list(node.get_arguments()))
 
     def find_elements(self, node):
@@ -346,7 +352,7 @@ class Finder:
         for statement in statements:
             self.leave_out(statement)
         for one, other in zip(statements, statements[1:]):
-            if not {one.kind, other.kind} & (JUMPS | LABELS):
+            if not {one.kind, other.kind} & (JUMPS | LABELS) and not needless.swap_is_needless(one, other):
                 self.swap(*self.whole(one), *self.whole(other))
 
     def whole(self, statement):
