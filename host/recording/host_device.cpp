@@ -11,7 +11,6 @@
 using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
-using nas_recording::some_yes;
 
 int get_si(const char *section, void *out)
 {
@@ -30,18 +29,18 @@ int get_si(const char *section, void *out)
 
 int is_factory_test_mode(void)
 {
-    return host().device.factory_test_mode ? some_yes : 0;
+    return host().device.factory_test_mode ? host().yes : 0;
 }
 
 int check_diag_flag(void)
 {
-    return host().device.diagnostics ? some_yes : 0;
+    return host().device.diagnostics ? host().yes : 0;
 }
 
 int check_module_installed(const char *module)
 {
     const HostsOwnDoing mine;
-    return host().device.modules.contains(module) ? some_yes : 0;
+    return host().device.modules.contains(module) ? host().yes : 0;
 }
 
 int get_led_silent_control(LedSilentControl *control)
@@ -59,7 +58,7 @@ int ddnsapi_read_config_by_service_type(int index, const char *type, DdnsConfig 
     if (found == host().device.ddns.end() || index < 0 || static_cast<std::size_t>(index) >= found->second.size())
         return 0;
     *record = found->second[static_cast<std::size_t>(index)];
-    return some_yes;
+    return host().yes;
 }
 
 int encode_crypt(const char *input, unsigned char *output, int capacity, int option1, int option2, int length)

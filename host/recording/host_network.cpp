@@ -8,7 +8,6 @@
 using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
-using nas_recording::some_yes;
 using nas_recording::words;
 
 namespace
@@ -56,12 +55,12 @@ int get_ifconfig(const char *ifname, char *ip, char *mask)
 
 int get_ifexist(const char *ifname)
 {
-    return host().network.interfaces.contains(ifname) ? some_yes : 0;
+    return host().network.interfaces.contains(ifname) ? host().yes : 0;
 }
 
 int get_wan_link(const char *wan)
 {
-    return host().network.links.contains(wan) ? some_yes : 0;
+    return host().network.links.contains(wan) ? host().yes : 0;
 }
 
 int get_wan_type(const char *wan, char *type)
@@ -89,12 +88,12 @@ int get_wan_hw_ifname(const char *wan, char *ifname)
 
 int get_wansetup_status(const char *wan)
 {
-    return host().network.set_up.contains(wan) ? some_yes : 0;
+    return host().network.set_up.contains(wan) ? host().yes : 0;
 }
 
 int get_default_gateway(const char *ifname, char *gateway)
 {
-    return answer(host().network.gateway, ifname, gateway) ? some_yes : 0;
+    return answer(host().network.gateway, ifname, gateway) ? host().yes : 0;
 }
 
 int check_default_gateway(const char *gateway, const char *ip, const char *mask)
@@ -107,7 +106,7 @@ int check_default_gateway(const char *gateway, const char *ip, const char *mask)
 
 int local_gateway_is_default_gateway(void)
 {
-    return host().network.gateway_is_local ? some_yes : 0;
+    return host().network.gateway_is_local ? host().yes : 0;
 }
 
 int get_hwaddr_org(const char *ifname, char *text)

@@ -16,7 +16,6 @@ using nas_recording::copy_bounded;
 using nas_recording::host;
 using nas_recording::HostsOwnDoing;
 using nas_recording::Process;
-using nas_recording::some_yes;
 
 namespace
 {
@@ -109,7 +108,7 @@ int check_process2(const char *pid_file)
     const int pid = pid_in(pid_file);
     for (const Process &process : host().look_for(nullptr)) {
         if (process.pid == pid)
-            return some_yes;
+            return host().yes;
     }
     return 0;
 }
@@ -149,7 +148,7 @@ int get_file_string(const char *path, char *buffer, int size)
     if (text.ends_with('\n'))
         text.pop_back();
     copy_bounded(buffer, static_cast<std::size_t>(size), text);
-    return some_yes;
+    return host().yes;
 }
 
 int get_file_value(const char *path, int flags)
@@ -164,5 +163,5 @@ int file_exists(const char *path)
 {
     const HostsOwnDoing mine;
     struct stat facts;
-    return stat(path, &facts) == 0 ? some_yes : 0;
+    return stat(path, &facts) == 0 ? host().yes : 0;
 }

@@ -177,6 +177,10 @@ std::FILE *recorded_popen(const char *command, const char *mode)
     if (host == nullptr)
         return real(recorded_popen, "popen")(command, mode);
     const HostsOwnDoing mine;
+    if (std::strcmp(mode, "r") != 0) { // the library writes to no command
+        errno = EINVAL;
+        return nullptr;
+    }
     int status = 0;
     const std::string output = host->open_output(command, status);
     std::FILE *file = std::tmpfile();

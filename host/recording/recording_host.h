@@ -155,6 +155,7 @@ class RecordingHost
     std::time_t now = 1'000'000'000;
     unsigned random = 0;         // the library's srand sets it, its rand counts on from it
     int request_result = 0;      // of signal_nas
+    int yes = INT_MIN;           // of operations that say yes by any number but 0: nobody may take more for granted
     bool passes_files_on = true; // false: writes to the file system are recorded, not done
 
     int statfs_calls = 0;
@@ -204,9 +205,6 @@ bool in_library();
 
 // Refuse (with a message and the program's end) to run a command, or to rename the machine, outside a call.
 void refuse_unrecorded_acts();
-
-// What an operation answers that may say yes by any number but 0: a caller must take no more for granted.
-inline constexpr int some_yes = INT_MIN;
 
 // Copies a text, cut at the room that the caller says it has, and uses all of it: a caller that has less is found out.
 void copy_bounded(char *to, std::size_t room, std::string_view from);
