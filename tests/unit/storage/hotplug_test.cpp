@@ -6,9 +6,11 @@
 #include "nas/hotplug.h"
 #include "platform/device.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -184,6 +186,23 @@ TEST_F(Hotplug, DiagnosticsAddADiskThatIsNotListed)
                                              "log 1 @{127} -1\n");
 }
 
+TEST_F(Hotplug, HostSaysYesByAnyNumberButZero)
+{
+    host.device.diagnostics = true;
+    host.device.modules.insert("tntfs");
+    sandbox.set_mounts("/dev/sdb1 /tmp/mnt/B vfat rw 0 0\n");
+    for (const int yes : {1, 2, INT_MAX, -1}) {
+        host.yes = yes;
+        EXPECT_EQ(event("add", "/block/sda"), "set-status usbdevidx_sda = -1\n"
+                                              "set-status usbremove.sda = 0\n"
+                                              "run /sbin/usbmount sda -> 0\n" +
+                                                  services_started +
+                                                  "led -1 1\n"
+                                                  "log 1 @{127} -1\n")
+            << yes;
+    }
+}
+
 TEST_F(Hotplug, RemovedPartitionIsTakenDownAtOnce)
 {
     host.set_status("usbdevidx_sda", "1");
@@ -329,6 +348,15 @@ TEST_F(Hotplug, PathsThatMentionABlockAreNoDisks)
     }
 }
 
+TEST_F(Hotplug, WhateverAPathBeginsWithItsDiskIsFound)
+{
+    for (const char *path : {"x/block/sdb", "\x01/block/sdb", "\xff/block/sdb"})
+        EXPECT_EQ(event("add", path), "request mount:sdb\n"
+                                      "set-status usbdevidx_sdb = -1\n"
+                                      "log 1 @{126} -1\n")
+            << path;
+}
+
 TEST_F(Hotplug, OtherPathsDoNothing)
 {
     for (const char *path : {"/", "/devices/pci0000:00/0000:00:12.0/usb1/1-1", "/class/net/eth0", "/module/usbcore",
@@ -393,8 +421,9 @@ TEST_F(Hotplug, PrinterIsPassedOn)
 
 TEST_F(Hotplug, OtherPrintersAreNot)
 {
-    for (const char *path : {"/class/usb/lp1", "/class/usbmisc/lp1", "/devices/usb1/1-1/usb/lp9", "/class/printer/lp0",
-                             "/class/usb/lp", "/devices/lp0", "usb/lp0", "/usbmisc/ lp0"}) {
+    for (const char *path :
+         {"/class/usb/lp1", "/class/usbmisc/lp1", "/devices/usb1/1-1/usb/lp9", "/class/printer/lp0", "/class/usb/lp",
+          "/class/usb/lo0", "/class/usb/mp0", "/class/vsb/lp0", "/devices/lp0", "usb/lp0", "/usbmisc/ lp0"}) {
         EXPECT_EQ(event("add", path), "") << path;
         EXPECT_EQ(event("remove", path), "") << path;
     }
@@ -881,6 +910,13 @@ TEST_F(Led, HoursAreThoseOfUtc)
     unsetenv("TZ");
     tzset();
     EXPECT_EQ(hours, "000000011111111111111100");
+}
+
+TEST_F(Led, LedIsOnWhenTheHourIsNotKnown)
+{
+    // The year of this moment does not fit. Where it does, the hour is 3 or 15.
+    host.device.silent_leds = LedSilentControl{.mode = 2, .start_hour = 20, .end_hour = 23};
+    EXPECT_EQ(led_at(std::numeric_limits<std::time_t>::max()), "1");
 }
 
 TEST_F(Led, LedIsThatOfTheDevicesPort)

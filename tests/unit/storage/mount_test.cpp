@@ -71,7 +71,7 @@ TEST_F(Mount, OneVolume)
     sandbox.set_mounts("/dev/sda1 /tmp/mnt/Disk1 vfat rw 0 0\n");
     host.file_systems["/tmp/mnt/Disk1"] = {4096, 1000, 400, 300};
     ASSERT_EQ(build(), 1U);
-    const MountEntry &entry = *list.first;
+    const MountEntry entry = *list.first; // as a caller may copy it: whole
     EXPECT_EQ(list.last, list.first);
     EXPECT_EQ(entry.next, nullptr);
     EXPECT_STREQ(entry.disk, "sda");
@@ -249,6 +249,17 @@ TEST_F(Mount, EscapesOfNoByteStay)
     EXPECT_STREQ(list.last->folder, "\\081\\018\\811\\0:1\\01:");
 }
 
+TEST_F(Mount, DigitsBehindAnEscapeAreNoEscape)
+{
+    sandbox.set_mounts("/dev/sda1 /tmp/mnt/My\\040Photos2012 ext4 rw 0 0\n"
+                       "/dev/sdb1 /tmp/mnt/A\\134B101\\040101 ext4 rw 0 0\n"
+                       "/dev/sdc1 /tmp/mnt/\\1-2\\12.\\+12\\1 ext4 rw 0 0\n");
+    ASSERT_EQ(build(), 3U);
+    EXPECT_STREQ(list.first->folder, "My Photos2012");
+    EXPECT_STREQ(list.first->next->folder, "A\\B101 101");
+    EXPECT_STREQ(list.last->folder, "\\1-2\\12.\\+12\\1");
+}
+
 TEST_F(Mount, LongNameOfADiskIsAskedForAsItIsListed)
 {
     sandbox.set_mounts("/dev/abcdefghijklmnopqrst1 /tmp/mnt/A ext4 rw 0 0\n"
@@ -328,10 +339,12 @@ TEST_F(Mount, DeadVolumeStaysWithZeroSizes)
 
 TEST_F(Mount, VolumeWithoutBlocksHasZeroSizes)
 {
-    EXPECT_EQ(percent(0, 77, 77), 0);
-    EXPECT_EQ(list.first->total, 0U);
-    EXPECT_EQ(list.first->used, 0U);
-    EXPECT_EQ(list.first->free, 0U);
+    for (const std::uint64_t free : {UINT64_C(77), UINT64_C(1) << 58}) {
+        EXPECT_EQ(percent(0, free, free), 0);
+        EXPECT_EQ(list.first->total, 0U);
+        EXPECT_EQ(list.first->used, 0U);
+        EXPECT_EQ(list.first->free, 0U);
+    }
 }
 
 TEST_F(Mount, PercentIsOfWhatUsersCanHaveToTheNearest)
@@ -355,6 +368,32 @@ TEST_F(Mount, EveryPercentageIsTold)
         const auto free = static_cast<std::uint64_t>(100 - used);
         EXPECT_EQ(percent(100, free, free), used);
     }
+}
+
+TEST_F(Mount, PercentIsWithinItsBoundsWhateverTheVolumeSays)
+{
+    // More blocks than there can be: what is computed from them does not fit into 64 bits.
+    for (int bits = 54; bits <= 64; ++bits) {
+        const std::uint64_t blocks = bits < 64 ? UINT64_C(1) << bits : UINT64_MAX;
+        for (const unsigned part : {1U, 2U, 4U, 5U, 7U, 10U})
+            for (const std::uint64_t available : {blocks / part, blocks / part / 2, UINT64_C(0)}) {
+                const int used = percent(blocks, blocks / part, available);
+                EXPECT_GE(used, 0) << bits << " " << part << " " << available;
+                EXPECT_LE(used, 100) << bits << " " << part << " " << available;
+            }
+    }
+}
+
+TEST_F(Mount, LargestNumberOfBlocksIsANumber)
+{
+    percent(UINT64_MAX, 0, 0);
+    EXPECT_NE(list.first->total, 0U);
+}
+
+TEST_F(Mount, FullVolumeIsFullHoweverLarge)
+{
+    for (const int bits : {0, 12, 32, 40, 56, 57, 58, 59, 60})
+        EXPECT_EQ(percent(UINT64_C(1) << bits, 0, 0), 100) << bits;
 }
 
 TEST_F(Mount, VolumeOfOneBlockHasSizes)
@@ -508,6 +547,7 @@ TEST_F(Mount, FieldsShorterThanTheirPrefixNeverMatch)
 {
     sandbox.set_mounts("sda1 /tmp/mnt/A vfat rw 0 0\n"
                        "a1 /tmp/mnt/B vfat rw 0 0\n"
+                       "tmpfs /tmp tmpfs rw 0 0\n"
                        "/dev /tmp/mnt/C vfat rw 0 0\n"
                        "/ /tmp/mnt/D vfat rw 0 0\n");
     // Behind such a field stands the mount point: five characters on from its start lies in there.

@@ -128,6 +128,17 @@ TEST_F(Partition, NumbersWithoutEndDoNoHarm)
     EXPECT_EQ(host.lines()[2], "run /bin/mknod -m 660 /dev/hdd b 22 0 -> 0");
 }
 
+TEST_F(Partition, MinusOneAloneMeansThatThereIsNoIndex)
+{
+    EXPECT_EQ(index("sda-1"), -1);
+    EXPECT_EQ(host.call(make_dev_node, "sda-1"), -1);
+    EXPECT_EQ(host.transcript(), "");
+    EXPECT_EQ(index("sdb-2"), -2);
+    EXPECT_EQ(host.call(make_dev_node, "sdb-2"), 0);
+    EXPECT_EQ(host.transcript(), "run /bin/mknod -m 660 /dev/sdb b 8 16 -> 0\n"
+                                 "run /bin/mknod -m 660 /dev/sdb-2 b 8 14 -> 0\n");
+}
+
 TEST_F(Partition, FailuresOfMknodDoNotMatter)
 {
     host.on_command_prefix("/bin/mknod", {1});
@@ -158,8 +169,8 @@ void expect_whole(const char *name)
 
 TEST_F(Partition, NameIsSplitAtTheFirstDigitFromOneToNine)
 {
-    expect_split("sda1", "sda", 1);
-    expect_split("sda9", "sda", 9);
+    for (int number = 1; number <= 9; ++number)
+        expect_split(("sda" + std::to_string(number)).c_str(), "sda", number);
     expect_split("sda12", "sda", 12);
     expect_split("sda10", "sda", 10);
     expect_split("sda01", "sda0", 1);
@@ -273,6 +284,13 @@ TEST_F(Partition, BlocksAre64BitsWide)
                            "   8       16 18446744073709551615 sdb\n");
     EXPECT_EQ(get_partition_numofblock("sda"), UINT64_C(5000000000));
     EXPECT_EQ(get_partition_numofblock("sdb"), UINT64_C(18446744073709551615));
+}
+
+TEST_F(Partition, BlocksAreADecimalNumber)
+{
+    sandbox.set_partitions("8 0 0100 sda\n8 16 0x10 sdb\n");
+    EXPECT_EQ(get_partition_numofblock("sda"), 100U);
+    EXPECT_EQ(get_partition_numofblock("sdb"), 0U);
 }
 
 TEST_F(Partition, ColumnsAreSplitAtBlanksAndTabs)

@@ -5,6 +5,7 @@
 
 #include "nas/usbdev.h"
 
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <map>
@@ -13,13 +14,22 @@
 #include <unistd.h>
 #include <vector>
 
-// readlink ends no text: what stands behind the target is anything, here more of a path.
+// readlink ends no text: what stands behind the target is anything, here more of a path. So is what stands there when
+// there is no target, here the path of an interface.
 extern "C" ssize_t nas_test_readlink(const char *path, char *target, std::size_t size) __asm__("readlink");
 ssize_t nas_test_readlink(const char *path, char *target, std::size_t size)
 {
-    for (std::size_t i = 0; i < size; ++i)
-        target[i] = i % 2 == 0 ? '/' : 'x';
-    return syscall(SYS_readlinkat, AT_FDCWD, path, target, size);
+    const auto fill = [=](char name) {
+        for (std::size_t i = 0; i < size; ++i)
+            target[i] = i % 2 == 0 ? '/' : name;
+    };
+    fill('x');
+    const ssize_t length = syscall(SYS_readlinkat, AT_FDCWD, path, target, size);
+    if (length < 0) {
+        fill('1');
+        target[size - 1] = '\0';
+    }
+    return length;
 }
 
 namespace
@@ -142,6 +152,18 @@ TEST_F(UsbDev, StickIsReadWhole)
     EXPECT_EQ(host.transcript(), "popen /usr/bin/find /sys/bus/usb/devices/1-1:1.0/.. | grep sda\n");
 }
 
+TEST_F(UsbDev, AnyNumberButZeroSaysThatAFileIsThere)
+{
+    plug(usb::stick_on_bus_1);
+    for (const int yes : {1, 2, INT_MAX, -1}) {
+        host.yes = yes;
+        ASSERT_EQ(read(stick_interface), 1) << yes;
+        EXPECT_STREQ(info.product, "Pocket Drive") << yes;
+        EXPECT_STREQ(info.devname, "sda") << yes;
+    }
+    EXPECT_EQ(host.count_lines("popen "), 4);
+}
+
 TEST_F(UsbDev, MissingAttributesAreEmpty)
 {
     plug(usb::stick_without_attributes);
@@ -251,7 +273,9 @@ TEST_F(UsbDev, LinkMustEndInADigit)
     sandbox.put_link("/sys/bus/usb/devices/1-1:1.2", "../devices/1-1:1.0/.");
     sandbox.put_link("/sys/bus/usb/devices/x1-1:1.0", "1-1:1.0");
     sandbox.put_link("/sys/bus/usb/devices/1-1:1.3", "../devices/x1-1:1.0");
-    for (const char *name : {"1-1:1.1", "1-1:1.2", "1-1:1.3"}) {
+    sandbox.put_link("/sys/bus/usb/devices/:1-1:1.0", "1-1:1.0");
+    sandbox.put_link("/sys/bus/usb/devices/1-1:1.4", "../devices/:1-1:1.0");
+    for (const char *name : {"1-1:1.1", "1-1:1.2", "1-1:1.3", "1-1:1.4"}) {
         EXPECT_EQ(read(std::string(devices) + "/" + name), 0) << name;
         EXPECT_EQ(info.index, 0) << name;
         EXPECT_STREQ(info.product, "") << name;
@@ -278,6 +302,21 @@ TEST_F(UsbDev, LinkIsReadForItsFirst512Bytes)
     EXPECT_EQ(read("/sys/bus/usb/devices/longest"), 1);
     EXPECT_STREQ(info.product, "Pocket Drive");
     EXPECT_EQ(read("/sys/bus/usb/devices/longer"), 0);
+    EXPECT_EQ(info.index, 0);
+}
+
+TEST_F(UsbDev, LinkCountsUpToIts511thCharacter)
+{
+    plug(usb::stick_on_bus_1);
+    sandbox.put_link("/sys/bus/usb/devices/1", "1-1:1.0");
+    std::string blanks;
+    for (int i = 0; i < 255; ++i)
+        blanks += "./";
+    sandbox.put_link("/sys/bus/usb/devices/longest", blanks + "1");
+    sandbox.put_link("/sys/bus/usb/devices/longer", blanks + "/1");
+    EXPECT_EQ(read("/sys/bus/usb/devices/longest"), 1);
+    EXPECT_STREQ(info.product, "Pocket Drive");
+    EXPECT_EQ(read("/sys/bus/usb/devices/longer"), 0); // without the last one it ends in no name
     EXPECT_EQ(info.index, 0);
 }
 
@@ -381,7 +420,7 @@ TEST_F(UsbDev, InterfaceWithoutClassIsRefused)
 TEST_F(UsbDev, ClassesThatAreListed)
 {
     plug(usb::stick_on_bus_1);
-    for (const char *text : {"08\n", "07\n", "02\n", "0a\n", "08"}) {
+    for (const char *text : {"08\n", "07\n", "02\n", "0a\n", "08", "08\n\n", "07\nff\n"}) { // three characters count
         EXPECT_EQ(read_with_class(text), 1) << text;
         EXPECT_EQ(std::string(info.interface_class), std::string(text).substr(0, 2));
         EXPECT_EQ(info.connected_mode, 1);
@@ -702,11 +741,12 @@ TEST_F(UsbDev, ListOfOne)
     plug(usb::stick_on_bus_1);
     ASSERT_EQ(build(), 1);
     EXPECT_EQ(list.first, list.last);
-    EXPECT_EQ(list.first->next, nullptr);
-    EXPECT_EQ(list.first->index, 1);
-    EXPECT_STREQ(list.first->serial, "AC000001");
-    EXPECT_STREQ(list.first->version, " 2.00");
-    EXPECT_STREQ(list.first->devname, "sda");
+    const UsbDevInfo record = *list.first; // as a caller may copy it: whole
+    EXPECT_EQ(record.next, nullptr);
+    EXPECT_EQ(record.index, 1);
+    EXPECT_STREQ(record.serial, "AC000001");
+    EXPECT_STREQ(record.version, " 2.00");
+    EXPECT_STREQ(record.devname, "sda");
     EXPECT_EQ(host.transcript(), "popen /usr/bin/find /sys/bus/usb/devices//1-1:1.0/.. | grep sda\n");
 }
 
@@ -896,9 +936,9 @@ TEST_F(UsbDev, CountingTakesEntriesOfAnyOtherName)
     for (const char *name : {"usbdev1.1", "usbdev2.1", "usbdev3.1", "lost+found"})
         sandbox.put_link(std::string(devices) + "/" + name, "1-1:1.0");
     EXPECT_EQ(host.call(get_number_of_usbdevice), 1);
-    for (const char *name : {"usbdev4.1", "usbdev1.2", "1-0:1.0", "other"})
+    for (const char *name : {"usbdev4.1", "usbdev1.2", "1-0:1.0", "other", "#", ".#"})
         sandbox.put_link(std::string(devices) + "/" + name, "1-1:1.0");
-    EXPECT_EQ(host.call(get_number_of_usbdevice), 5);
+    EXPECT_EQ(host.call(get_number_of_usbdevice), 7);
     EXPECT_EQ(build(), 1);
 }
 
@@ -1065,6 +1105,17 @@ TEST_F(UsbDev, PrinterHasNoMountPointThoughItsNameIsADisks)
     EXPECT_EQ(host.call(get_first_mount_dir_by_usbidx, 1, static_cast<char *>(dir)), 0);
     EXPECT_EQ(host.call(check_usbdev_is_active, 1), 0);
     EXPECT_STREQ(dir, "untouched");
+}
+
+TEST_F(UsbDev, PhoneHasNoMountPointThoughItsNameIsADisks)
+{
+    sandbox.set_mounts("/dev/usb0 /tmp/mnt/A vfat rw 0 0\n");
+    for (const char *phone : {"device 1-4\ninterface 1-4:1.1 0a\n", "device 1-3\ninterface 1-3:1.0 02\n"}) {
+        plug(phone);
+        char dir[64] = "untouched";
+        EXPECT_EQ(host.call(get_first_mount_dir_by_usbidx, 1, static_cast<char *>(dir)), 0) << phone;
+        EXPECT_STREQ(dir, "untouched") << phone;
+    }
 }
 
 TEST_F(UsbDev, StorageIsInUseWhileMounted)
@@ -1248,6 +1299,14 @@ TEST_F(UsbDev, RemovedFlag)
     EXPECT_EQ(host.transcript(), "set-status usbremove.sda = 1\n"
                                  "set-status usbremove.sda = 0\n"
                                  "set-status usbremove.sda1 = 5\n");
+}
+
+TEST_F(UsbDev, RemovedFlagThatIsNotThereReadsAsMinusOne)
+{
+    for (const auto &[value, flag] : std::map<int, int>{{-1, 0}, {-2, -2}, {INT_MIN, INT_MIN}, {INT_MAX, INT_MAX}}) {
+        EXPECT_EQ(host.call(set_device_removed, "sda", value), 0) << value;
+        EXPECT_EQ(host.call(is_usb_removed, "sda"), flag) << value;
+    }
 }
 
 TEST_F(UsbDev, RemovedFlagPassesTheStoresResultOn)

@@ -1,3 +1,4 @@
+#include "support/failing_memory.h"
 #include "support/fixture.h"
 #include "support/guarded.h"
 #include "support/known_leak.h"
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <iconv.h>
 #include <string>
 #include <strings.h>
@@ -24,10 +26,51 @@ int nas_test_strcoll(const char *a, const char *b)
     return collates_without_case ? strcasecmp(a, b) : std::strcmp(a, b);
 }
 
+// A converter may lie anywhere in memory: here it lies in the upper half, where an address is below 0 as a number. One
+// that could not be opened is not used.
+#if defined(__GLIBC__) && !defined(__UCLIBC__)
+extern "C" {
+iconv_t nas_test_iconv_open(const char *to, const char *from) __asm__("iconv_open");
+std::size_t nas_test_iconv(iconv_t, char **in, std::size_t *in_left, char **out,
+                           std::size_t *out_left) __asm__("iconv");
+int nas_test_iconv_close(iconv_t) __asm__("iconv_close");
+}
+
+template <class Function>
+static Function *next(Function *, const char *name)
+{
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+static iconv_t other_half(iconv_t converter)
+{
+    if (converter == reinterpret_cast<iconv_t>(-1))
+        return converter;
+    return reinterpret_cast<iconv_t>(reinterpret_cast<std::intptr_t>(converter) ^ INTPTR_MIN);
+}
+
+iconv_t nas_test_iconv_open(const char *to, const char *from)
+{
+    return other_half(next(nas_test_iconv_open, "iconv_open")(to, from));
+}
+
+std::size_t nas_test_iconv(iconv_t converter, char **in, std::size_t *in_left, char **out, std::size_t *out_left)
+{
+    EXPECT_NE(converter, reinterpret_cast<iconv_t>(-1));
+    return next(nas_test_iconv, "iconv")(other_half(converter), in, in_left, out, out_left);
+}
+
+int nas_test_iconv_close(iconv_t converter)
+{
+    return next(nas_test_iconv_close, "iconv_close")(other_half(converter));
+}
+#endif
+
 namespace
 {
 
 using nas_test::exists;
+using nas_test::FailingMemory;
 using nas_test::GuardedBuffer;
 using nas_test::GuardedText;
 using nas_test::KnownLeak;
@@ -244,6 +287,21 @@ TEST_F(Util, RootAndShortPathsHaveNothingAboveThem)
     EXPECT_EQ(host.transcript(), "mkdir 0777 a\n"
                                  "chmod 0755 a\n"
                                  "chmod 0755 a/\n");
+}
+
+TEST_F(Util, NothingIsMadeWithoutMemory)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
+    umask(0777);
+    int result = 0;
+    {
+        const FailingMemory memory(0, 1);
+        result = create("/tmp/a/", 0755);
+    }
+    EXPECT_EQ(result, -1);
+    EXPECT_EQ(current_umask(), 0777U);
+    EXPECT_EQ(host.transcript(), "");
 }
 
 TEST_F(Util, LongPathIsMadeWhole)
@@ -491,6 +549,14 @@ TEST_F(Util, TextThatOutgrowsItsRoomStaysInsideIt)
     EXPECT_EQ(host.call(iconv_string, "abcd", target.data(), 13, "US-ASCII", "UCS-4BE"), 0);
     EXPECT_EQ(std::string(target.data(), 8), std::string("\0\0\0a\0\0\0b", 8));
     EXPECT_EQ(target.data()[12], '\0');
+}
+
+TEST_F(Util, QuestionMarkTakesTheLastFreeByte)
+{
+    // Two of three characters have room, and behind them there are the question mark and the NUL.
+    const GuardedBuffer target(10);
+    EXPECT_EQ(host.call(iconv_string, "abc", target.data(), 10, "US-ASCII", "UCS-4BE"), 0);
+    EXPECT_EQ(std::string(target.data(), 10), std::string("\0\0\0a\0\0\0b?\0", 10));
 }
 
 TEST_F(Util, NamesAreCopiedNotConverted)
