@@ -50,6 +50,7 @@ struct Samba : LibraryTest {
         EXPECT_EQ(config.recycle, expected.recycle);
         EXPECT_EQ(config.smb1, expected.smb1);
         EXPECT_EQ(config.smb2, expected.smb2);
+        EXPECT_EQ(std::memcmp(&config, &expected, sizeof config), 0); // nothing of what was there before
     }
 
     void put_user(int slot, const std::string &id, int permission, const std::string &folder = "",
@@ -123,6 +124,7 @@ TEST_F(Samba, RecordIsRead)
     expect_record("1,Router,HOME,4,1,1,1", make_config(1, "Router", "HOME", 4, 1, 1, 1));
     expect_record("0,my nas,W G,-4,0,1,0", make_config(0, "my nas", "W G", -4, 0, 1, 0));
     expect_record("7,Router,HOME,0,2,0,3", make_config(7, "Router", "HOME", 0, 2, 0, 3));
+    expect_record("-1,Router,HOME,0,-1,0,-1", make_config(-1, "Router", "HOME", 0, -1, 0, -1));
     EXPECT_EQ(host.transcript(), "");
 }
 
@@ -175,6 +177,7 @@ TEST_F(Samba, LineFeedEndsTheLastFields)
 {
     expect_record("1,Router,HOME,4,1,1,0\n", make_config(1, "Router", "HOME", 4, 1, 1, 0));
     expect_record("1,Router,HOME,4,1\n1\n1", make_config(1, "Router", "HOME", 4, 1, 1, 1));
+    expect_record("1,Router,HOME,4,1,1,\n1", make_config(1, "Router", "HOME", 4, 1, 1, 0));
 }
 
 TEST_F(Samba, NamesAreCutAt127Characters)
@@ -184,6 +187,14 @@ TEST_F(Samba, NamesAreCutAt127Characters)
     expect_record("1," + server_name + "xyz," + workgroup + "xyz,4,1,1,1",
                   make_config(1, server_name, workgroup, 4, 1, 1, 1));
     expect_record("1," + std::string(1021, 's'), make_config(1, server_name, "", 0, 0, 0, 1));
+}
+
+TEST_F(Samba, RecordCountsUpToIts511thCharacter)
+{
+    const std::string server_name(127, 's');
+    const std::string rest = ",HOME,4,1,1,1";
+    expect_record("1," + std::string(509 - rest.size(), 's') + rest, make_config(1, server_name, "HOME", 4, 1, 1, 1));
+    expect_record("1," + std::string(510 - rest.size(), 's') + rest, make_config(1, server_name, "HOME", 4, 1, 1, 0));
 }
 
 TEST_F(Samba, RecordIsStored)
@@ -203,6 +214,20 @@ TEST_F(Samba, WithBothProtocolsOffTheFirstIsStoredAsOn)
     EXPECT_EQ(host.transcript(), "set samba_conf = 1,Router,HOME,0,0,1,0\n");
     EXPECT_EQ(config.smb1, 1);
     EXPECT_EQ(config.smb2, 0);
+}
+
+TEST_F(Samba, ProtocolIsStoredAsItIsWhenEitherIsOn)
+{
+    for (const int on : {-1, 2}) { // any number but 0
+        SambaConfig config = make_config(1, "Router", "HOME", 0, 0, on, 0);
+        EXPECT_EQ(host.call(set_samba_config, &config), 0);
+        config = make_config(1, "Router", "HOME", 0, 0, 0, on);
+        EXPECT_EQ(host.call(set_samba_config, &config), 0);
+    }
+    EXPECT_EQ(host.transcript(), "set samba_conf = 1,Router,HOME,0,0,-1,0\n"
+                                 "set samba_conf = 1,Router,HOME,0,0,0,-1\n"
+                                 "set samba_conf = 1,Router,HOME,0,0,2,0\n"
+                                 "set samba_conf = 1,Router,HOME,0,0,0,2\n");
 }
 
 TEST_F(Samba, LongestValuesAreStoredWhole)
@@ -262,6 +287,18 @@ TEST_F(Samba, NamesAndPasswordsAreCutAt63CharactersAndQuoted)
                                      ">/dev/null 2>&1 -> 0\n");
 }
 
+TEST_F(Samba, NameAndPasswordMayBeOneCharacterOfAnyKind)
+{
+    put_user(0, "a", 1, "", "b");
+    put_user(1, "\x01", 1, "", "\x01");
+    put_user(2, "\xc3\xbc", 1, "", "\xec\x98\x81");
+    EXPECT_EQ(host.call(init_smb_users), 0);
+    EXPECT_EQ(host.transcript(), "run /bin/echo -en 'b␊b' | /sbin/smbpasswd -a -s 'a' >/dev/null 2>&1 -> 0\n"
+                                 "run /bin/echo -en '␁␊␁' | /sbin/smbpasswd -a -s '␁' >/dev/null 2>&1 -> 0\n"
+                                 "run /bin/echo -en '\xec\x98\x81␊\xec\x98\x81' | /sbin/smbpasswd -a -s '\xc3\xbc' "
+                                 ">/dev/null 2>&1 -> 0\n");
+}
+
 TEST_F(Samba, WithoutUsersNoPasswordIsLoaded)
 {
     EXPECT_EQ(host.call(init_smb_users), 0);
@@ -298,6 +335,21 @@ TEST_F(Samba, DiskUserHasTheDiskAndItsFolders)
     EXPECT_EQ(share("Movies2"), "");
     EXPECT_EQ(browseable("anna", "Disk1"), "browseable=yes");
     EXPECT_EQ(browseable("anna", "Movies"), "browseable=no");
+}
+
+TEST_F(Samba, NamesMayBeOneCharacter)
+{
+    set_up_disk();
+    sandbox.put_dir("/mnt/D/F");
+    put_user(0, "a", 1, "D");
+    put_user(1, "b", 2, "Disk1");
+    EXPECT_EQ(share("D"), section("a", "a", "/mnt/D", "D"));
+    EXPECT_EQ(share("F"), section("a", "a", "/mnt/D/F", "F"));
+    EXPECT_EQ(share("Disk1"), section("", "b", "/mnt/Disk1", "Disk1"));
+    EXPECT_EQ(browseable("a", "D"), "browseable=yes");
+    EXPECT_EQ(browseable("a", "Disk1"), "browseable=no");
+    EXPECT_EQ(browseable("b", "D"), "browseable=no");
+    EXPECT_EQ(browseable("b", "Disk1"), "browseable=yes");
 }
 
 TEST_F(Samba, FolderUserHasThatFolderAlone)
@@ -362,6 +414,61 @@ TEST_F(Samba, NamesWithControlCharactersAreNotListed)
     put_user(3, "dina", 2);
     put_user(4, "em\x1f!", 1);
     EXPECT_EQ(share("Disk1"), section("", "dina", "/mnt/Disk1", "Disk1"));
+}
+
+TEST_F(Samba, UserWhoIsNotListedHasAnIncludeFile)
+{
+    set_up_disk();
+    put_user(0, "\x01mil", 1);
+    put_user(1, "dina", 2);
+    EXPECT_EQ(share("Disk1"), section("", "dina", "/mnt/Disk1", "Disk1"));
+    EXPECT_EQ(browseable("\x01mil", "Disk1"), "browseable=yes");
+}
+
+TEST_F(Samba, SpecialNameWithMoreThanEnglishLettersIsAnOrdinaryOne)
+{
+    set_up_disk();
+    put_user(0, "anna", 1, "Disk1");
+    for (const std::string name : {"homes\xec\x98\x81", "\xec\x98\x81homes"}) {
+        sandbox.put_dir("/mnt/Disk1/" + name);
+        EXPECT_EQ(share(name), section("anna", "anna", "/mnt/Disk1/" + name, name));
+    }
+}
+
+TEST_F(Samba, SpecialNameOfAFolderThatNobodyReachesIsNotReported)
+{
+    set_up_disk();
+    sandbox.put_dir("/mnt/Disk1/homes");
+    put_user(0, "anna", 1, "Disk1:Movies");
+    EXPECT_EQ(share("Movies"), section("anna", "anna", "/mnt/Disk1/Movies", "Movies"));
+    EXPECT_EQ(host.count_lines("stderr"), 0);
+}
+
+TEST_F(Samba, FoldersAreFoundWhereTheDisksPathHas127Characters)
+{
+    set_up_disk();
+    const std::string disk(122, 'd');
+    sandbox.put_dir("/mnt/" + disk + "/Music");
+    sandbox.put_dir("/mnt/" + disk + "d/Films");
+    put_user(0, "anna", 1, disk);
+    put_user(1, "bert", 1, disk + "d");
+    EXPECT_EQ(share("Music"), section("anna", "anna", "/mnt/" + disk + "/Music", "Music"));
+    EXPECT_EQ(share(disk + "d"), section("bert", "bert", "/mnt/" + disk + "d", disk + "d"));
+    EXPECT_EQ(share("Films"), "");
+}
+
+TEST_F(Samba, ShareNameIsCutAt255Characters)
+{
+    set_up_disk();
+    const std::string longest(255, 'l'), shared(249, 's');
+    sandbox.put_dir("/mnt/Disk1/" + longest);
+    sandbox.put_dir("/mnt/Disk1/" + shared);
+    sandbox.put_dir("/mnt/Disk2/" + shared);
+    put_user(0, "anna", 1, "Disk1");
+    put_user(1, "bert", 1, "Disk2");
+    put_user(2, "carl", 1, "Disk1:" + shared);
+    EXPECT_EQ(share(longest), section("anna", "anna", "/mnt/Disk1/" + longest, longest));
+    EXPECT_EQ(share(shared + "(Disk2"), section("bert", "bert", "/mnt/Disk2/" + shared, shared + "(Disk2"));
 }
 
 TEST_F(Samba, OddNamesAreWrittenAsTheyAre)
@@ -506,6 +613,16 @@ TEST_F(Samba, ProtocolsFollowTheRecord)
         EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB1\n")) << on;
         host.set_config("samba_conf", std::string("1,Router,HOME,0,0,") + on + "," + on);
         EXPECT_TRUE(generate().starts_with("[global]\nmin protocol = SMB1\nmax protocol = SMB2\n")) << on;
+    }
+}
+
+TEST_F(Samba, AnyNumberButZeroKeepsDeletedFiles)
+{
+    host.set_config("samba_conf", "1,Router,HOME,0,0,0,1");
+    EXPECT_EQ(generate().find("vfs objects=recycle\n"), std::string::npos);
+    for (const char *on : {"-1", "2"}) {
+        host.set_config("samba_conf", std::string("1,Router,HOME,0,") + on + ",0,1");
+        EXPECT_NE(generate().find("vfs objects=recycle\n"), std::string::npos) << on;
     }
 }
 
