@@ -113,6 +113,15 @@ TEST_F(User, FirstSlotHasNoNumberTheOthersHave)
     expect_absent("samba", 5);
 }
 
+TEST_F(User, SlotBelowTheFirstIsAnotherOne)
+{
+    host.set_config("nas_user_samba", "anna,pw,1");
+    expect_absent("samba", -1);
+    EXPECT_EQ(host.call(set_nas_user, "samba", -1, no_user), 1);
+    EXPECT_EQ(host.transcript(), "remove nas_user_samba_-1 -> failed\n"
+                                 "remove nas_user_samba_-1.folder -> failed\n");
+}
+
 TEST_F(User, EveryServiceButFtpHasUsersOfItsOwn)
 {
     for (const char *service : {"samba", "url", "rsync", "nalvexcloud", "torrent", "media", "entware", "other"}) {
@@ -140,6 +149,8 @@ TEST_F(User, MissingPermissionIsOne)
     expect_user(get_samba("anna,secret,7"), "anna", "secret", 7, "");
     expect_user(get_samba("anna,secret,-1"), "anna", "secret", -1, "");
     expect_user(get_samba("anna,secret,x"), "anna", "secret", 0, "");
+    expect_user(get_samba("anna,secret,,2"), "anna", "secret", 1, "");
+    expect_user(get_samba("anna,secret, 2"), "anna", "secret", 1, "");
 }
 
 TEST_F(User, NameWithoutPasswordIsAbsent)
@@ -186,6 +197,10 @@ TEST_F(User, ValueCountsUpToIts511thCharacter)
     expect_user(get_samba(name + "," + std::string(381, 'p') + ",27"), name, std::string(381, 'p'), 2, "");
     host.set_config("nas_user_samba", std::string(511, 'n') + ",pw,1");
     expect_absent("samba", 0);
+    for (const int more : {0, 1, 2}) {
+        host.set_config("nas_user_system_0", name + "xyz," + std::string(380 + more, 'p'));
+        expect_user(get(1, no_service, 0), name, std::string(380, 'p'), 1, "");
+    }
 }
 
 TEST_F(User, LongestValuesOfTheStoreDoNoHarm)
