@@ -198,6 +198,8 @@ TEST_F(Ftp, RecordIsStored)
     EXPECT_EQ(set(make_config(0, 21, 8080, "auto")), 0);
     EXPECT_EQ(read_file(charset_path), "auto");
     EXPECT_EQ(*host.config.look_up("ftp_conf"), "0,21,8080,auto,0");
+    EXPECT_EQ(set(make_config(0, 21, 8080, "ASCII")), 0);
+    EXPECT_EQ(read_file(charset_path), "ASCII");
 }
 
 TEST_F(Ftp, AnonymousIsNotStored)
@@ -249,6 +251,27 @@ TEST_F(Ftp, FirstPlaceOfTheListIsTakenWhenItIsFree)
     host.network.next_ftp_private_port = 0;
     EXPECT_EQ(set(make_config(0, 2121, 9000)), 0);
     EXPECT_EQ(host.lines()[0], "ftp-private-ports 2121 0 0 0 0 0");
+}
+
+TEST_F(Ftp, PortsOnBothSidesOf21EnterTheList)
+{
+    for (const int port : {20, 22}) {
+        host.network.ftp_private_ports = {990, 0, 0, 0, 0, 0};
+        host.network.next_ftp_private_port = 1;
+        host.set_config("ftp_conf", "1,21,9000,UTF-8,0");
+        host.forget();
+        EXPECT_EQ(set(make_config(1, port, 9000)), 0);
+        EXPECT_EQ(host.lines()[0], "ftp-private-ports 990 " + std::to_string(port) + " 0 0 0 0");
+    }
+}
+
+TEST_F(Ftp, Port0TakesNoOtherPortsPlace)
+{
+    host.set_config("ftp_conf", "1,2121,9000,UTF-8,0");
+    host.network.ftp_private_ports = {1, 2, 3, 4, 5, 2121};
+    host.network.next_ftp_private_port = 2;
+    EXPECT_EQ(set(make_config(1, 0, 9000)), 0);
+    EXPECT_EQ(host.lines()[0], "ftp-private-ports 1 2 3 4 5 0");
 }
 
 TEST_F(Ftp, SamePortLeavesTheListAlone)
@@ -410,6 +433,16 @@ TEST_F(Ftp, NamesOfOneCharacterAreDenied)
     EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser y\n</Limit>\n"));
     put_user(1, "z", "disable");
     EXPECT_TRUE(generate().ends_with("</Directory>\n\n<Limit LOGIN>\nDenyUser y,z\n</Limit>\n"));
+    put_user(2, "x", "rw");
+    EXPECT_EQ(denied_in_global(), "DenyUser nobody\n");
+}
+
+TEST_F(Ftp, NamesBeyondAsciiAreTheSameOnBothSides)
+{
+    put_samba_user(0, "영희");
+    put_samba_user(1, "Jürgen");
+    put_user(3, "영희", "rw");
+    EXPECT_EQ(denied_in_global(), "DenyUser nobody\nDenyUser Jürgen,,,\n");
 }
 
 TEST_F(Ftp, SambaUserThatReadsAsAbsentIsAFreeSlot)
@@ -568,6 +601,20 @@ TEST_F(Ftp, NamesWithABackslashAreWrittenWhileThereAreAHundred)
     EXPECT_EQ(host.count_lines("stderr: Left out: a name in /tmp/mnt/Disk1 would break the configuration file"), 101);
 }
 
+TEST_F(Ftp, FoldersAreFoundWhileTheDisksPathHas127Characters)
+{
+    put_user(0, "rita", "rw");
+    for (const std::size_t length : {118U, 119U}) { // behind "/tmp/mnt/"
+        const std::string disk(length, 'D');
+        sandbox.clear();
+        sandbox.put_dir("/mnt/" + disk + "/Movies");
+        const std::string text = generate();
+        EXPECT_NE(text.find("<Directory \"/tmp/mnt/" + disk + "/*\">\n"), std::string::npos);
+        for (const char *end : {"/Movies\">\n", "/Movies/*\">\n"})
+            EXPECT_EQ(text.find("<Directory \"/tmp/mnt/" + disk + end) != std::string::npos, length == 118) << length;
+    }
+}
+
 TEST_F(Ftp, RestrictionToASlashOpensNoFolder)
 {
     put_user(0, "rita", "rw");
@@ -587,6 +634,27 @@ TEST_F(Ftp, AnonymousAccountIsAlwaysRemoved)
         EXPECT_EQ(host.count_lines("run /bin/deluser anonymous > /dev/null 2>&1"), 1);
         EXPECT_EQ(host.count_lines("run /bin/echo"), 0);
     }
+}
+
+TEST_F(Ftp, AnyYesNamesTheFactorysHost)
+{
+    host.device.factory_test_mode = true;
+    for (const int yes : {1, -1}) {
+        host.yes = yes;
+        host.forget();
+        generate();
+        EXPECT_EQ(host.lines()[0], "sethostname nalvex-factory-1");
+    }
+}
+
+TEST_F(Ftp, NegativePortsAreNotTakenForNone)
+{
+    host.set_config("ftp_conf", "1,-2121,-9000,UTF-8,0");
+    generate();
+    for (const char *line : {"upnp upnp:service,D,tcp,-2121,0,null", "upnp upnp:service,D,tcp,-9000,0,null",
+                             "upnp upnp:service,A,tcp,-9000,-9000,ns_http_-9000",
+                             "upnp upnp:service,A,tcp,-2121,-2121,ns_kelsto_ftp_-2121"})
+        EXPECT_EQ(host.count_lines(line), 1) << line;
 }
 
 TEST_F(Ftp, EveryRunGivesTheSameFile)
@@ -616,23 +684,71 @@ TEST_F(Ftp, StoreIsReadNoMoreOftenForMoreFolders)
     EXPECT_EQ(host.statfs_calls, 0);
 }
 
-std::string first_sections()
+// What opens Disk1 to some users, and what is in it to rita.
+std::string first_sections(const std::string &users = "rita")
 {
-    return "<Directory \"/tmp/mnt/Disk1\">\nHideNoAccess on\n<Limit ALL>\nAllowUser rita\nAllowGroup OR\n</Limit>\n"
+    return "<Directory \"/tmp/mnt/Disk1\">\nHideNoAccess on\n<Limit ALL>\nAllowUser " + users +
+           "\nAllowGroup OR\n</Limit>\n"
            "</Directory>\n"
            "<Directory \"/tmp/mnt/Disk1/*\">\nHideNoAccess on\n<Limit ALL>\nDenyAll\n</Limit>\n"
            "<Limit DIRS READ WRITE>\nAllowUser rita\n</Limit>\n</Directory>\n";
 }
 
-std::string folder_sections(const std::string &name)
+std::string folder_sections(const std::string &name, const std::string &users = "rita")
 {
     return "<Directory \"/tmp/mnt/Disk1/" + name +
            "\">\nHideNoAccess on\n<Limit ALL>\nDenyAll\n</Limit>\n"
-           "<Limit DIRS READ>\nAllowUser rita\n</Limit>\n</Directory>\n"
+           "<Limit DIRS READ>\nAllowUser " +
+           users +
+           "\n</Limit>\n</Directory>\n"
            "<Directory \"/tmp/mnt/Disk1/" +
            name +
            "/*\">\nHideNoAccess on\n<Limit ALL>\nDenyAll\n</Limit>\n"
-           "<Limit DIRS READ WRITE>\nAllowUser rita\n</Limit>\n</Directory>\n";
+           "<Limit DIRS READ WRITE>\nAllowUser " +
+           users + "\n</Limit>\n</Directory>\n";
+}
+
+TEST_F(Ftp, RestrictionToAFolderOpensNoOther)
+{
+    put_user(0, "rita", "rw");
+    put_user(1, "fred", "rw", "Disk1:x");
+    put_user(2, "gina", "rw", "Disk1:#");
+    for (const char *name : {"#", "x", "y"})
+        sandbox.put_dir(std::string("/mnt/Disk1/") + name);
+    const std::string text = generate();
+    EXPECT_TRUE(text.ends_with(first_sections("rita,fred,gina") + folder_sections("#", "rita,gina") +
+                               folder_sections("x", "rita,fred") + folder_sections("y")))
+        << text;
+}
+
+TEST_F(Ftp, EachUserMayBeRestrictedToAnotherFolder)
+{
+    std::string expected;
+    for (int slot = 0; slot < 5; ++slot) {
+        const std::string user = "user" + std::to_string(slot), folder = "Folder " + std::to_string(slot);
+        put_user(slot, user, "rw", "Disk1:" + folder);
+        sandbox.put_dir("/mnt/Disk1/" + folder);
+        expected += folder_sections(folder, user);
+    }
+    const std::string text = generate();
+    EXPECT_TRUE(text.ends_with(expected)) << text;
+}
+
+TEST_F(Ftp, OneNameWithABackslashIsReadAsTheOneWithout)
+{
+    put_user(0, "rita", "rw");
+    sandbox.put_dir("/mnt/Disk1/A");
+    sandbox.put_dir("/mnt/Disk1/\\A");
+    EXPECT_TRUE(generate().ends_with(first_sections() + folder_sections("A")));
+    EXPECT_EQ(host.count_lines("stderr: Left out: a name in /tmp/mnt/Disk1 would break the configuration file"), 1);
+}
+
+TEST_F(Ftp, NamesBeyondAsciiAreComparedToTheirEnd)
+{
+    put_user(0, "rita", "rw");
+    sandbox.put_dir("/mnt/Disk1/영\\a");
+    sandbox.put_dir("/mnt/Disk1/영\\b");
+    EXPECT_TRUE(generate().ends_with(first_sections() + folder_sections("영\\a") + folder_sections("영\\b")));
 }
 
 TEST_F(Ftp, FileIsWholeWhereverAPieceOfItEnds)
