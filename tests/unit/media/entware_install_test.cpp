@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -165,6 +166,9 @@ struct Installation : LibraryTest {
         expect_active();
     }
 
+    // From the start to the end, with telnet.
+    void install();
+
     const std::string timed_out = "kill-file /tmp/entware_download.pid 15\n"
                                   "set-status entware = 9\n";
     const std::string timed_out_without_pid = "kill-file /tmp/entware_download.pid 15 -> failed\n"
@@ -174,7 +178,7 @@ struct Installation : LibraryTest {
                                      telnet_shut;
 };
 
-TEST_F(Installation, GoesStepByStep)
+void Installation::install()
 {
     host.set_config("entware_run", "1");
     EXPECT_EQ(poll(), "set-status entware = 1\n" + start);
@@ -204,6 +208,17 @@ TEST_F(Installation, GoesStepByStep)
     end_job();
     EXPECT_EQ(poll(), "set-status entware = 2\nlist * -> 0\n" + telnet_open);
     expect_ended("2");
+}
+
+TEST_F(Installation, GoesStepByStep)
+{
+    install();
+}
+
+TEST_F(Installation, GoesTheSameWayWithAnyYesOfTheHost)
+{
+    host.yes = 1;
+    install();
 }
 
 TEST_F(Installation, CountsAsDoneWhenTheScriptHasEnded)
@@ -366,7 +381,9 @@ TEST_F(Installation, IsFoundBehindALink)
 TEST_F(Installation, OfWhatIsInstalledEndsAtOnce)
 {
     sandbox.put_file(opkg_path, "x");
-    for (const char *status : {"0", "2", "9"}) {
+    const std::pair<const char *, int> starts[] = {{"0", 1}, {"2", -1}, {"9", 1}};
+    for (const auto &[status, yes] : starts) {
+        host.yes = yes; // of the host, asked whether the file is there
         host.set_status("entware", status);
         record.active = 1;
         record.interval = 3;
@@ -436,10 +453,8 @@ TEST_F(Installation, LongestModelIsNamedWhole)
     host.device.hardware.model[63] = 'M'; // without an end of its own
     host.set_status("entware", "0");
     poll();
-    EXPECT_TRUE(host.lines().back().starts_with(
-        "run /usr/bin/wget -O /tmp/entware_info http://" NAS_PACKAGE_SERVER "/entware/" + std::string(63, 'M')));
-    EXPECT_TRUE(host.lines().back().ends_with("/config.txt" + job_end));
-    EXPECT_EQ(host.lines().back().find("MR"), std::string::npos);
+    EXPECT_EQ(host.lines().back(), "run /usr/bin/wget -O /tmp/entware_info http://" NAS_PACKAGE_SERVER "/entware/" +
+                                       std::string(64, 'M') + "/config.txt" + job_end);
 }
 
 TEST_F(Installation, OldJobIsWaitedForAndNothingStartedBesideIt)
@@ -599,6 +614,7 @@ TEST_F(Installation, OldScriptIsRemovedFirst)
     sandbox.put_file(script_path, "old\n");
     sandbox.put_file(pid_path, "4711\n");
     EXPECT_EQ(poll_for_address(), "http://packages.example/install.sh");
+    EXPECT_TRUE(host.transcript().starts_with("unlink /tmp/entware_download.pid\nunlink /tmp/cur/install.sh\nrun "));
     poll_idly(3); // there is none yet
     sandbox.put_file(script_path, "new\n");
     poll_idly(1);

@@ -137,8 +137,9 @@ TEST_F(Entware, RecordMayBeNull)
 
 TEST_F(Entware, RunIsReadAsFarAsItGoes)
 {
-    const std::pair<const char *, int> values[] = {{"0", 0},   {"1", 1},  {"", 0},   {"yes", 0}, {"2", 2},
-                                                   {"-1", -1}, {" 1", 1}, {"1x", 1}, {"01", 1},  {"0,1", 0}};
+    const std::string longest = std::string(1022, '0') + "1";
+    const std::pair<std::string, int> values[] = {{"0", 0},  {"1", 1},  {"", 0},   {"yes", 0}, {"2", 2},    {"-1", -1},
+                                                  {" 1", 1}, {"1x", 1}, {"01", 1}, {"0,1", 0}, {longest, 1}};
     for (const auto &[text, run] : values) {
         put_record(text, "", "");
         EntwareConfig config;
@@ -452,6 +453,19 @@ TEST_F(Entware, FactorysTestModeStartsTelnetAllTheSame)
     host.device.factory_test_mode = true;
     EXPECT_EQ(host.call(init_entware), 0);
     EXPECT_TRUE(host.transcript().ends_with("set-status entware = 2\nlist * -> 0\n" + telnet_open));
+}
+
+TEST_F(Entware, AnyYesOfTheHostCounts)
+{
+    host.device.factory_test_mode = true;
+    for (const int yes : {1, -1}) {
+        host.yes = yes;
+        set_up_installed("0");
+        host.forget();
+        EXPECT_EQ(host.call(init_entware), 0);
+        EXPECT_EQ(host.count_lines("run /bin/mkdir -p"), 0);
+        EXPECT_TRUE(host.transcript().ends_with("set-status entware = 2\nlist * -> 0\n" + telnet_shut)) << yes;
+    }
 }
 
 TEST_F(Entware, EnvironmentIsTakenDown)

@@ -319,6 +319,17 @@ TEST_F(Media, BoundOfNoWaitsIsOnePassAPhase)
     EXPECT_EQ(host.transcript(), "run /usr/bin/killall minidlna -> 0\n" + waiting + forced + waiting_forced);
 }
 
+TEST_F(Media, AnyFlagButZeroBoundsTheWait)
+{
+    for (const int bounded : {2, -1}) {
+        host.processes.clear();
+        host.forget();
+        host.add_process({.name = "minidlna", .looks = 6, .kills = -1});
+        EXPECT_EQ(host.call(kill_and_wait_media_server, bounded, 0U), 0);
+        EXPECT_EQ(host.transcript(), "run /usr/bin/killall minidlna -> 0\n" + waiting + forced + waiting_forced);
+    }
+}
+
 TEST_F(Media, WithoutBoundItWaitsAsLongAsItTakes)
 {
     host.add_process({.name = "minidlna", .looks = 50, .kills = -1});
@@ -349,6 +360,18 @@ TEST_F(Media, StoresAreReadOncePerKey)
     EXPECT_EQ(host.status.reads["update_media_db"], 1);
     EXPECT_EQ(host.status.total_reads, 1);
     EXPECT_EQ(host.statfs_calls, 0);
+}
+
+TEST_F(Media, FolderThatIsThereIsNotMade)
+{
+    set_up_media();
+    for (const int yes : {1, -1}) {
+        host.yes = yes; // of the host, asked whether it is there
+        host.forget();
+        EXPECT_EQ(callback(ordinary), 0);
+        EXPECT_EQ(host.count_lines("run mkdir"), 0) << yes;
+        EXPECT_EQ(read_file(conf_path), whole_conf("/mnt/Disk1/Movies", "Film", "Disk1"));
+    }
 }
 
 TEST_F(Media, UnknownModeIsAnOrdinaryRun)

@@ -344,6 +344,17 @@ TEST_F(Torrent, BoundIsOnePassMoreThanItsCount)
     }
 }
 
+TEST_F(Torrent, AnyFlagButZeroBoundsTheWait)
+{
+    for (const int bounded : {2, -1}) {
+        host.processes.clear();
+        host.forget();
+        host.add_process({.name = "transmission-daemon", .looks = 6, .kills = -1});
+        EXPECT_EQ(host.call(kill_and_wait_torrent, bounded, 1U), 0);
+        EXPECT_EQ(host.transcript(), killed + times(2, waiting)) << bounded;
+    }
+}
+
 TEST_F(Torrent, WithoutBoundItWaitsAsLongAsItTakes)
 {
     host.add_process({.name = "transmission-daemon", .looks = 305, .kills = -1});
@@ -499,6 +510,18 @@ TEST_F(Torrent, PathThatTheShellWouldReadOtherwiseIsQuotedForChmod)
     set_up_service("My Disk", "Downloads");
     run();
     EXPECT_EQ(line_after("run chmod -R 777 "), "'/mnt/My Disk/Downloads' -> 0");
+}
+
+TEST_F(Torrent, FolderThatIsThereIsNotMade)
+{
+    let_daemon_start();
+    set_up_service("Disk1", "Downloads");
+    for (const int yes : {1, -1}) {
+        host.yes = yes; // of the host, asked whether it is there
+        run();
+        EXPECT_EQ(host.count_lines("run mkdir"), 0) << yes;
+        EXPECT_EQ(line_after("run chmod -R 777 "), "/mnt/Disk1/Downloads -> 0") << yes;
+    }
 }
 
 TEST_F(Torrent, PercentSignsAreNoFormat)

@@ -237,6 +237,25 @@ TEST_F(Tethering, OffFromWaiting)
     EXPECT_EQ(wish(), "never");
 }
 
+TEST_F(Tethering, AnyYesOfTheHostCounts)
+{
+    switch_to("1");
+    plug_phone();
+    for (const int yes : {1, -1}) {
+        host.yes = yes;
+        plug_cable();
+        EXPECT_EQ(host.call(get_usb_tethering_status), 0) << yes;
+        EXPECT_EQ(run(), "list usbdhclient -> 0\n") << yes;
+        pull_cable();
+        EXPECT_EQ(host.call(get_usb_tethering_status), 1) << yes;
+        EXPECT_EQ(run(), "list usbdhclient -> 0\nled 1 1\n") << yes;
+        host.network.set_up.insert("wan1");
+        EXPECT_EQ(run(), started) << yes;
+        host.processes.clear();
+        host.network.set_up.clear();
+    }
+}
+
 // What starts tethered, with the client running.
 struct Tethered : Tethering {
     Tethered()
