@@ -30,7 +30,7 @@ int set_default_gateway(const char *ifname, const char *gateway)
     const HostsOwnDoing mine;
     const bool refused = host().network.refused_routes.contains(ifname);
     host().record_act(words({"gateway", ifname, gateway}), !refused);
-    return refused ? -1 : 0;
+    return refused ? host().network.route_refusal : 0;
 }
 
 int set_default_gateway2(const char *ifname, const char *ip, const char *mask, const char *gateway)

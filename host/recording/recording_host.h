@@ -95,6 +95,7 @@ struct NetworkFacts {
     bool gateway_is_local = false;
     int gateway_check = 0;                // of check_default_gateway
     std::set<std::string> refused_routes; // interfaces that no default gateway can be set for
+    int route_refusal = -1;               // what is said then: any number but 0
     bool dns_is_automatic = true;
 };
 

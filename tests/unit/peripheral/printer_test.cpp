@@ -566,13 +566,26 @@ TEST_F(Recognition, FirstPrinterCounts)
     EXPECT_EQ(wish(), "every 4");
 }
 
+TEST_F(Recognition, EmptyFirstLineIsNoPrinter)
+{
+    bool first = true;
+    for (const char *text : {"\n", "\n\n", "\nusb://Inkwell/Writer\n"}) {
+        printers = text;
+        EXPECT_EQ(run(0), looked(first) + "stderr: No USB Printer by lpinfo\n" + find_printer) << text;
+        EXPECT_EQ(wish(), "every 4");
+        first = false;
+    }
+}
+
 TEST_F(Recognition, OtherCharactersPass)
 {
-    const std::string address = "usb://Ink%20well/W%s%n'r'i;t|e&r?<serial>=(1)*~#!\xc3\xbc";
-    printers = address + "\n";
-    run(0);
-    EXPECT_EQ(host.count_lines("run /bin/lpadmin -p \"nalVEX_Printer\" -v \"" + address + "\" -E -> 0"), 1);
-    EXPECT_EQ(wish(), "never");
+    for (const std::string &address :
+         std::vector<std::string>{"usb://Ink%20well/W%s%n'r'i;t|e&r?<serial>=(1)*~#!\xc3\xbc", "\xc3\xbc://Inkwell"}) {
+        printers = address + "\n";
+        run(0);
+        EXPECT_EQ(host.count_lines("run /bin/lpadmin -p \"nalVEX_Printer\" -v \"" + address + "\" -E -> 0"), 1);
+        EXPECT_EQ(wish(), "never");
+    }
 }
 
 TEST_F(Recognition, CommandIsCutAt1023Characters)

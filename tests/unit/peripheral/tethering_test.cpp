@@ -389,6 +389,18 @@ TEST_F(Tethering, OnlyStaticIsStatic)
     }
 }
 
+TEST_F(Tethering, AnyNumberButZeroRefusesTheGateway)
+{
+    host.network.wan_type["wan1"] = "static";
+    host.network.static_wan = {"vlan2", "203.0.113.7", "255.255.255.0", "203.0.113.1"};
+    host.network.refused_routes.insert("vlan2");
+    for (const int refusal : {1, -1}) {
+        host.network.route_refusal = refusal;
+        restore();
+        EXPECT_EQ(host.count_lines("gateway2 vlan2 203.0.113.7 255.255.255.0 203.0.113.1"), 1) << refusal;
+    }
+}
+
 TEST_F(Tethering, TypeIsThatOfTheFirstWan)
 {
     host.network.wan_type["wan2"] = "static";

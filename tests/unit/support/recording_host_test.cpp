@@ -534,6 +534,10 @@ TEST_F(Recording, RoutesAreAnsweredAsSetUp)
                                  "gateway eth1 192.0.2.1\n"
                                  "check-gateway 192.0.2.1 192.0.2.7 255.255.255.0 -> 2\n"
                                  "gateway eth1 192.0.2.1 -> failed\n");
+    host.network.route_refusal = 3;
+    act(host, route);
+    EXPECT_EQ(set, 3);
+    EXPECT_EQ(host.lines().back(), "gateway eth1 192.0.2.1 -> failed");
 }
 
 TEST_F(Recording, DnsServersAreThoseOfInterfaceAndType)
