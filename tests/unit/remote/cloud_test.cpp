@@ -547,6 +547,23 @@ TEST_P(Cloud, AddressOfTheGatewayIsNeverTheSystems)
     EXPECT_EQ(sent_request(), request("", "aa:bb:cc:dd:ee:ff"));
 }
 
+TEST_P(Cloud, HostMaySayYesByAnyNumber)
+{
+    set_up_service();
+    host.network.wan_ip.clear();
+    host.network.gateway_is_local = true;
+    host.network.gateway["br-lan"] = "192.168.1.254";
+    host.network.neighbour["192.168.1.254"] = "aa:bb:cc:dd:ee:ff";
+    for (const int yes : {1, 2, -1, INT_MIN}) {
+        SCOPED_TRACE(yes);
+        host.yes = yes;
+        run("register");
+        EXPECT_TRUE(sent_request("&").ends_with("&gw_mac=aa:bb:cc:dd:ee:ff" + std::string(service.request_end)));
+        run();
+        EXPECT_EQ(host.count_lines("run mkdir"), 0);
+    }
+}
+
 TEST_P(Cloud, PortIsSentAsItIs)
 {
     set_up_network();
@@ -876,6 +893,22 @@ TEST_P(Cloud, DaemonIsStartedWithoutMemoryForItsFile)
     EXPECT_GE(started_without_file, 1);
 }
 
+TEST_P(Cloud, OldFilesStayWhenThereIsNoMemoryForNewOnes)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail here";
+    set_up_service();
+    sandbox.put_file(service.conf, "old");
+    sandbox.put_file(service.secrets, "old");
+    const FailingMemory memory(0, 1024); // a stream is smaller, and does without its buffer
+    run();
+    EXPECT_GE(memory.failures(), 1);
+    EXPECT_EQ(read_file(service.conf), "old");
+    EXPECT_EQ(read_file(service.secrets), "old");
+    EXPECT_EQ(host.count_lines("write "), 0);
+    EXPECT_EQ(host.lines().back(), service.started);
+}
+
 TEST_P(Cloud, UserIsTheOneInTheFirstSlotOfTheService)
 {
     set_up_service();
@@ -901,7 +934,7 @@ TEST_P(Cloud, LongestUserIsWrittenWhole)
 {
     set_up_service();
     const std::string name(127, 'n');
-    const std::string password(380, 'p');
+    const std::string password(383, 'p'); // with the comma: all that a stored user counts
     host.set_config(service.user, name + "," + password);
     run();
     EXPECT_EQ(read_file(service.conf), conf_with("Backup", "/mnt/Disk1/Backup", name));
@@ -960,6 +993,11 @@ TEST_P(Cloud, LongFolderIsWrittenWholeAndItsCommandHoldsWhatFits)
     std::string quoted = "/mnt/Disk1/";
     for (int i = 0; i < 253; ++i)
         quoted += "'\\''";
+    EXPECT_EQ(host.count_lines("run mkdir -p '" + quoted + "' -> 0"), 1);
+    // 12 and 252 escaped ones: another would be one character too many
+    host.set_config(service.folder, "f" + std::string(510, '\''));
+    run();
+    quoted = "/mnt/Disk1/f" + quoted.substr(11, 4 * 252);
     EXPECT_EQ(host.count_lines("run mkdir -p '" + quoted + "' -> 0"), 1);
 }
 

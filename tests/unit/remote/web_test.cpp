@@ -269,7 +269,12 @@ TEST_F(Web, UserCreatesThePasswordFile)
 TEST_F(Web, UserIsAddedToThePasswordFile)
 {
     sandbox.put_file("/etc/lighttpd.user", "");
-    EXPECT_EQ(add_user("alice", "secret"), "run /sbin/htdigest  /etc/lighttpd.user 'nalVEX' 'alice' 'secret' -> 0\n");
+    for (const int yes : {1, 2, -1, INT_MIN}) {
+        host.yes = yes;
+        EXPECT_EQ(add_user("alice", "secret"),
+                  "run /sbin/htdigest  /etc/lighttpd.user 'nalVEX' 'alice' 'secret' -> 0\n")
+            << yes;
+    }
     EXPECT_TRUE(exists("/etc/lighttpd.user"));
 }
 

@@ -3,6 +3,7 @@
 #include "nas/exposure.h"
 #include "nas/web.h"
 
+#include <climits>
 #include <string>
 
 namespace
@@ -290,6 +291,22 @@ TEST_F(Exposure, PidFilesTextIsNeverPartOfTheCommand)
     sandbox.put_file("/var/run/lighttpd.pid.9000", "12; reboot " + std::string(1000, 'x'));
     EXPECT_EQ(host.call(sweep_kelsto_server), 0);
     EXPECT_EQ(host.lines()[1], "run kill 12 -> 0");
+}
+
+TEST_F(Exposure, WebServerWhosePidFileIsGoneIsNotEndedAgain)
+{
+    for (const int yes : {1, 2, -1, INT_MIN}) {
+        SCOPED_TRACE(yes);
+        host.yes = yes;
+        sandbox.put_file("/var/run/lighttpd.pid.9000", "1234\n");
+        host.forget();
+        EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+        EXPECT_EQ(host.count_lines("run kill 1234"), 1);
+        sandbox.remove_file("/var/run/lighttpd.pid.9000");
+        host.forget();
+        EXPECT_EQ(host.call(sweep_kelsto_server), 0);
+        EXPECT_EQ(host.count_lines("run kill "), 0);
+    }
 }
 
 TEST_F(Exposure, AnyFlagAndPortButZeroCount)

@@ -7,6 +7,7 @@
 #include "nas/service.h"
 #include "platform/process.h"
 
+#include <climits>
 #include <cstring>
 #include <iterator>
 #include <string>
@@ -124,6 +125,7 @@ TEST_F(Registry, DiskTestAsksNoVolumeForItsSize)
 TEST_F(Registry, UnknownServicesAreDisabled)
 {
     set_up_media();
+    host.set_config("entware_run", "1");
     for (const char *name : {"", "Media", "media ", "medi", "mediaa", "cupsd", "all"})
         EXPECT_EQ(enabled(name), 0) << name;
     EXPECT_EQ(host.transcript(), "");
@@ -485,6 +487,15 @@ TEST_F(Registry, DeadRemoteServicesAreRestarted)
     }
 }
 
+TEST_F(Registry, AnyFlagButZeroHasItRestarted)
+{
+    set_up_media();
+    for (const char *flag : {"1", "2", "-1"}) {
+        host.set_config("media_conf", std::string(flag) + ",Film,");
+        EXPECT_EQ(restart("media"), 1) << flag;
+    }
+}
+
 TEST_F(Registry, DisabledServiceIsLeftAlone)
 {
     set_up_media();
@@ -554,10 +565,15 @@ TEST_F(Registry, TestModeOfTheFactoryKeepsTelnet)
 {
     host.device.factory_test_mode = true;
     host.add_process({"telnetd"});
-    EXPECT_EQ(host.call(stop_nas_service), 0);
-    EXPECT_EQ(host.transcript(), nas_test::all_told_to_end + nas_test::environment_down + nas_test::all_waited_for);
-    ASSERT_EQ(host.processes.size(), 1U);
-    EXPECT_EQ(host.processes[0].name, "telnetd");
+    for (const int yes : {1, 2, -1, INT_MIN}) {
+        SCOPED_TRACE(yes);
+        host.yes = yes;
+        host.forget();
+        EXPECT_EQ(host.call(stop_nas_service), 0);
+        EXPECT_EQ(host.transcript(), nas_test::all_told_to_end + nas_test::environment_down + nas_test::all_waited_for);
+        ASSERT_EQ(host.processes.size(), 1U);
+        EXPECT_EQ(host.processes[0].name, "telnetd");
+    }
 }
 
 TEST_F(Registry, RunningDaemonsAreStoppedAndWaitedFor)
@@ -645,6 +661,10 @@ TEST_F(Registry, CallbackStatusKnowsAllAlone)
         EXPECT_EQ(host.call(get_service_callback_status, "all"), 0) << value;
         EXPECT_EQ(host.call(get_service_callback_status, value), 0) << value;
     }
+    host.set_status("nas_callback_status", "all");
+    EXPECT_EQ(host.call(get_service_callback_status, "all"), 1);
+    host.status.values.clear();
+    EXPECT_EQ(host.call(get_service_callback_status, "all"), 0);
     EXPECT_EQ(host.transcript(), "");
 }
 
