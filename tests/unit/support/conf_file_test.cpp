@@ -1,3 +1,5 @@
+#include "support/failing_call.h"
+#include "support/failing_memory.h"
 #include "support/fixture.h"
 
 #include "nas/ftp.h"
@@ -10,6 +12,9 @@
 namespace
 {
 
+using nas_test::Call;
+using nas_test::FailingCall;
+using nas_test::FailingMemory;
 using nas_test::read_file;
 
 constexpr const char *ordinary = nullptr;
@@ -76,6 +81,29 @@ TEST_F(ConfFile, LongFileThatDoesNotFitIsTold)
         EXPECT_EQ(write(100), whole.substr(0, size));
         EXPECT_EQ(host.count_lines(complaint), 1) << size;
     }
+}
+
+// Which call it is depends on the C library and on the file system.
+TEST_F(ConfFile, WhicheverCallSaysThatTheFileIsNotWholeItIsTold)
+{
+    const std::string whole = write(0);
+    for (const Call call : {Call::fwrite, Call::fflush, Call::ferror, Call::fclose}) {
+        const FailingCall failing(call);
+        EXPECT_EQ(write(0), whole);
+        EXPECT_EQ(host.count_lines(complaint), 1) << static_cast<int>(call);
+    }
+}
+
+TEST_F(ConfFile, FileThatIsNotOpenedIsNotSaidToBeAPart)
+{
+    if (!nas_test::memory_can_fail())
+        GTEST_SKIP() << "memory cannot be made to fail in this build";
+    sandbox.put_file("/etc/proftpd.conf", "old\n");
+    host.fails = [](const std::string &path) { return path == "/etc/proftpd.conf"; };
+    const FailingMemory memory(0, 20000);
+    EXPECT_EQ(write(100), "old\n");
+    EXPECT_GE(memory.failures(), 1); // the text is cut
+    EXPECT_EQ(host.count_lines("stderr: "), 0);
 }
 
 } // namespace

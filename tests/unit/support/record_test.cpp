@@ -1,5 +1,6 @@
 #include "support/fixture.h"
 
+#include "nas/entware.h"
 #include "nas/web.h"
 
 #include <string>
@@ -18,6 +19,12 @@ TEST_F(RecordText, LongestValueOfTheStoreCountsToItsEnd)
     EXPECT_EQ(config.enable, 1);
     EXPECT_EQ(config.port, 8080);
     EXPECT_EQ(config.auth, 7);
+}
+
+TEST_F(RecordText, LongestValueOfAKeyOfItsOwnCountsToItsEnd)
+{
+    host.set_config("entware_run", std::string(1022, '0') + "7");
+    EXPECT_EQ(host.call(get_entware_config, static_cast<EntwareConfig *>(nullptr)), 7);
 }
 
 } // namespace
