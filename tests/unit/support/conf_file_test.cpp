@@ -98,11 +98,11 @@ TEST_F(ConfFile, FileThatIsNotOpenedIsNotSaidToBeAPart)
 {
     if (!nas_test::memory_can_fail())
         GTEST_SKIP() << "memory cannot be made to fail in this build";
-    sandbox.put_file("/etc/proftpd.conf", "old\n");
+    const FailingMemory memory(0, 65536);
+    const std::string part = write(600);
+    EXPECT_EQ(host.count_lines(complaint), 1);
     host.fails = [](const std::string &path) { return path == "/etc/proftpd.conf"; };
-    const FailingMemory memory(0, 20000);
-    EXPECT_EQ(write(100), "old\n");
-    EXPECT_GE(memory.failures(), 1); // the text is cut
+    EXPECT_EQ(write(600), part);
     EXPECT_EQ(host.count_lines("stderr: "), 0);
 }
 
