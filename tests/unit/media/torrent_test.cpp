@@ -673,6 +673,15 @@ TEST_F(Torrent, PartOfTheCommandWithApostrophesIsNeverRun)
     EXPECT_TRUE(cut_behind_backslash);
 }
 
+TEST_F(Torrent, CommandThatIsCutInsideAQuotationIsRunUpToThere)
+{
+    let_daemon_start();
+    for (const std::string &folder : {std::string(489, 'F') + "\\", times(163, "영")}) { // the second path is cut
+        const std::string whole = run_with_folder(folder, folder);
+        EXPECT_EQ(host.count_lines("run " + whole.substr(0, 1023) + " -> 0"), 1) << folder;
+    }
+}
+
 TEST_F(Torrent, LongestEscapedPathIsWhole)
 {
     set_up_service("D", "x");
