@@ -15,6 +15,7 @@ namespace
 using nas_test::Call;
 
 Call failing = Call::none;
+std::string_view failing_format;
 
 bool fails(Call call)
 {
@@ -68,16 +69,17 @@ int failing_vsnprintf(char *to, std::size_t size, const char *format, std::va_li
 {
     static const auto next = real(failing_vsnprintf, "vsnprintf");
     const int length = next(to, size, format, arguments);
-    return fails(Call::vsnprintf) ? -1 : length;
+    return fails(Call::vsnprintf) && std::string_view(format).starts_with(failing_format) ? -1 : length;
 }
 }
 
 namespace nas_test
 {
 
-FailingCall::FailingCall(Call call)
+FailingCall::FailingCall(Call call, std::string_view format)
 {
     failing = call;
+    failing_format = format;
 }
 
 FailingCall::~FailingCall()
