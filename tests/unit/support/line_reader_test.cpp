@@ -2,7 +2,9 @@
 
 #include "nas/partition.h"
 
+#include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -49,6 +51,22 @@ TEST_F(LineReader, OverlongLineMayBeTheLast)
         EXPECT_EQ(get_partition_num("o"), 0U) << length;
         EXPECT_EQ(get_partition_num("ooo"), 0U) << length;
     }
+}
+
+int next_descriptor()
+{
+    const int descriptor = open("/", O_RDONLY);
+    close(descriptor);
+    return descriptor;
+}
+
+TEST_F(LineReader, TableIsClosed)
+{
+    sandbox.set_partitions("8 0 700 sdz\n");
+    const int before = next_descriptor();
+    EXPECT_EQ(get_partition_num("sdz"), 0U);          // read to its end
+    EXPECT_EQ(get_partition_numofblock("sdz"), 700U); // and not
+    EXPECT_EQ(next_descriptor(), before);
 }
 
 } // namespace
